@@ -1,0 +1,57 @@
+// The tag list exchanged with the host and between the tag codecs: ordered
+// entries of name, text value and optional binary data; names compare with
+// ASCII-only case folding; duplicates are allowed.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+struct TagEntry {
+  std::u16string name;
+  std::u16string value;  // several values are separated by CR (U+000D)
+  std::vector<std::uint8_t> data;
+};
+
+class TagList {
+ public:
+  TagList() = default;
+  TagList(const TagList& other) { CopyTags(other); }
+  TagList& operator=(const TagList& other) {
+    if (this != &other) CopyTags(other);
+    return *this;
+  }
+
+  // First entry whose name matches; with strip, picture names are compared without "<subdesc>...".
+  TagEntry* FindTag(std::u16string_view name, bool strip = false);
+  // Replaces the value of the (existing) entry of that name.
+  void SetTagValue(std::u16string_view name, std::u16string_view value);
+  TagEntry& AddTag(std::u16string_view name, std::u16string_view value);
+  TagEntry& AddTag(std::u16string_view name, std::u16string_view value, std::span<const std::uint8_t> data);
+  TagEntry& AddTagCopy(const TagEntry& entry);
+  // An index at or past the end does nothing.
+  void RemoveTagAt(std::size_t index);
+  void CopyTags(const TagList& other);
+  // Appends copies of the other list's entries whose names this list lacks.
+  void MergeTags(const TagList& other, bool strip = false);
+  // Size of an entry's record in the flat tag block.
+  std::int64_t TagEntrySize(std::size_t index) const;
+  // The flat tag block: count, then one length-prefixed record per entry.
+  std::vector<std::uint8_t> ToBlock() const;
+  // Replaces the list with the entries of a flat block; a malformed record ends reading.
+  void FromBlock(std::span<const std::uint8_t> block);
+  void Clear();
+
+  std::size_t size() const { return entries_.size(); }
+  bool empty() const { return entries_.empty(); }
+  TagEntry& operator[](std::size_t i) { return *entries_[i]; }
+  const TagEntry& operator[](std::size_t i) const { return *entries_[i]; }
+  TagEntry* current() const { return current_; }
+
+ private:
+  std::vector<std::unique_ptr<TagEntry>> entries_;
+  TagEntry* current_ = nullptr;
+};

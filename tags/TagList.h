@@ -55,3 +55,22 @@ class TagList {
   std::vector<std::unique_ptr<TagEntry>> entries_;
   TagEntry* current_ = nullptr;
 };
+
+// Picture entries are named "_albumart_" + ordinal + type suffix [+ "<subdesc>" + description].
+bool IsAlbumArtName(std::u16string_view name);
+// "_Front Album Cover" for 3 and so on for 1..20; empty for any other number.
+std::u16string PictureTypeName(int type);
+// 0 for "" or "Undefined"; the number of a known name (no underscore, any case); 3 otherwise.
+int PictureTypeFromName(std::u16string_view typeName);
+// The type name and description parts of a picture entry's name.
+void SplitAlbumArtName(std::u16string_view name, std::u16string& typeName, std::u16string& description);
+// The name a reader gives the ordinal-th picture (from 1) of a tag.
+std::u16string AlbumArtName(int ordinal, int type, std::u16string_view description);
+// "image/png" for PNG bytes, "image/jpeg" for anything else of 8 bytes or more, "" below 8.
+std::u16string PictureMimeFromData(std::span<const std::uint8_t> bytes);
+
+// Artist names that contain "/" themselves: a value that a reader split at
+// "/" into CR-separated values is joined back when it matches one of them.
+std::u16string RejoinSlashArtists(std::u16string_view value);
+// Applies RejoinSlashArtists to the artist, artist sort, album artist and album artist sort entries.
+void ApplySlashArtistRule(TagList& list);

@@ -1,0 +1,145 @@
+#include "tags/TagList.h"
+
+#include "io/ByteReader.h"
+#include "io/ByteWriter.h"
+#include "io/Text.h"
+
+namespace {
+
+constexpr std::u16string_view kSubdesc = u"<subdesc>";
+// Length field plus the two terminating zero units of name and value.
+constexpr std::int64_t kRecordOverhead = 8;
+constexpr std::size_t kCountSize = 4;
+constexpr std::size_t kLengthSize = 4;
+
+// A picture name without its "<subdesc>..." part; any other name unchanged.
+std::u16string_view StripPictureName(std::u16string_view name) {
+  if (!IsAlbumArtName(name)) return name;
+  const std::size_t at = name.find(kSubdesc, 1);
+  return at == std::u16string_view::npos ? name : name.substr(0, at);
+}
+
+// The UTF-16 text up to the first whole zero unit of `bytes`; `found` tells
+// whether there was one, and `used` how many bytes the text and its zero took.
+std::u16string ReadTerminated(ByteSpan bytes, bool& found, std::size_t& used) {
+  ByteReader in(bytes);
+  std::u16string text;
+  while (in.remaining() >= 2) {
+    const char16_t unit = in.U16();
+    if (unit == 0) {
+      found = true;
+      used = in.position();
+      return text;
+    }
+    text.push_back(unit);
+  }
+  found = false;
+  used = 0;
+  return {};
+}
+
+void WriteTerminated(ByteWriter& out, std::u16string_view text) {
+  for (const char16_t unit : text) out.U16(unit);
+  out.U16(0);
+}
+
+}  // namespace
+
+TagEntry* TagList::FindTag(std::u16string_view name, bool strip) {
+  const std::u16string_view sought = strip ? StripPictureName(name) : name;
+  for (auto& entry : entries_) {
+    current_ = entry.get();
+    const std::u16string_view own = strip ? StripPictureName(entry->name) : std::u16string_view(entry->name);
+    if (EqualsFolded(own, sought)) return current_;
+  }
+  return nullptr;
+}
+
+void TagList::SetTagValue(std::u16string_view name, std::u16string_view value) {
+  if (TagEntry* entry = FindTag(name)) entry->value = value;
+}
+
+TagEntry& TagList::AddTag(std::u16string_view name, std::u16string_view value) { return AddTag(name, value, {}); }
+
+TagEntry& TagList::AddTag(std::u16string_view name, std::u16string_view value, std::span<const std::uint8_t> data) {
+  auto entry = std::make_unique<TagEntry>();
+  entry->name = name;
+  entry->value = value;
+  entry->data.assign(data.begin(), data.end());
+  entries_.push_back(std::move(entry));
+  current_ = entries_.back().get();
+  return *current_;
+}
+
+TagEntry& TagList::AddTagCopy(const TagEntry& entry) { return AddTag(entry.name, entry.value, entry.data); }
+
+void TagList::RemoveTagAt(std::size_t index) {
+  if (index >= entries_.size()) return;
+  if (current_ == entries_[index].get()) current_ = nullptr;
+  entries_.erase(entries_.begin() + std::ptrdiff_t(index));
+}
+
+void TagList::CopyTags(const TagList& other) {
+  if (this == &other) return;
+  Clear();
+  entries_.reserve(other.size());
+  for (std::size_t i = 0; i < other.size(); ++i) AddTagCopy(other[i]);
+  current_ = nullptr;
+}
+
+void TagList::MergeTags(const TagList& other, bool strip) {
+  if (this == &other) return;
+  for (std::size_t i = 0; i < other.size(); ++i) {
+    if (FindTag(other[i].name, strip) == nullptr) AddTagCopy(other[i]);
+  }
+}
+
+std::int64_t TagList::TagEntrySize(std::size_t index) const {
+  const TagEntry& e = *entries_[index];
+  return kRecordOverhead + 2 * std::int64_t(e.name.size()) + 2 * std::int64_t(e.value.size()) +
+         std::int64_t(e.data.size());
+}
+
+std::vector<std::uint8_t> TagList::ToBlock() const {
+  std::int64_t total = kCountSize;
+  for (std::size_t i = 0; i < entries_.size(); ++i) total += TagEntrySize(i);
+  std::vector<std::uint8_t> block;
+  block.reserve(std::size_t(total));
+  ByteWriter out(block);
+  out.U32(std::uint32_t(entries_.size()));
+  for (std::size_t i = 0; i < entries_.size(); ++i) {
+    const TagEntry& e = *entries_[i];
+    out.U32(std::uint32_t(TagEntrySize(i)));
+    WriteTerminated(out, e.name);
+    WriteTerminated(out, e.value);
+    out.Bytes(e.data);
+  }
+  return block;
+}
+
+void TagList::FromBlock(std::span<const std::uint8_t> block) {
+  Clear();
+  if (block.size() <= kCountSize) return;
+  ByteReader in(block);
+  const auto count = std::int32_t(in.U32());
+  for (std::int32_t read = 0; read < count && in.remaining() > 0; ++read) {
+    const auto length = std::int32_t(in.U32());
+    // A length below its own field would never move on: it cannot fit either.
+    if (!in.ok() || length < std::int32_t(kLengthSize) || std::size_t(length) - kLengthSize > in.remaining()) return;
+    ByteSpan rest = in.Bytes(std::size_t(length) - kLengthSize);
+    TagEntry& entry = AddTag(u"", u"");
+    bool found = false;
+    std::size_t used = 0;
+    entry.name = ReadTerminated(rest, found, used);
+    rest = rest.subspan(used);
+    entry.value = ReadTerminated(rest, found, used);
+    rest = rest.subspan(used);
+    entry.data.assign(rest.begin(), rest.end());
+  }
+  current_ = nullptr;
+}
+
+void TagList::Clear() {
+  current_ = nullptr;
+  entries_.clear();
+}

@@ -62,7 +62,7 @@ class XFile {
   std::int64_t Size();
   // Moves to length and truncates or extends the file there.
   bool SetSize(std::int64_t length);
-  // Renames this object's path to `to`, replacing an existing file.
+  // Renames this object's path to `to`, replacing an existing file; path() keeps the old name.
   bool Rename(std::u16string_view to);
 
   // Deletes a file; on access denied clears the read-only attribute and tries once more.
@@ -98,6 +98,9 @@ class XFile {
   bool OpenWithRetry(std::u16string_view path, std::uint32_t access);
   // One CreateFileW-like attempt; sets handle_, owns_, lastError_.
   bool Attempt(std::u16string_view path, std::uint32_t access, std::uint32_t disposition);
+  // Milliseconds of a monotonic clock, and a sleep of the calling thread.
+  static std::uint64_t TickMs();
+  static void SleepMs(std::uint32_t ms);
 
   std::u16string path_;
   FileHandle handle_ = kInvalidFileHandle;

@@ -1,0 +1,111 @@
+#include "io/XFile.h"
+
+#include "io/Text.h"
+
+namespace {
+// A sharing violation is retried for this long after the first one: long
+// enough for a player or tagger to finish with the file, short enough that a
+// file held for good does not hang the host forever.
+constexpr std::uint64_t kShareRetryLimitMs = 60000;
+constexpr std::uint32_t kShareRetryPauseMs = 100;
+
+// A rename over the target can fail briefly while a virus scanner or an
+// indexer looks at the freshly closed file.
+constexpr int kRenameAttempts = 10;
+constexpr std::uint32_t kRenamePauseMs = 50;
+
+constexpr std::u16string_view kLongPathPrefix = u"\\\\?\\";
+}  // namespace
+
+XFile::~XFile() { Close(); }
+
+std::u16string XFile::LongPath(std::u16string_view path, std::size_t limit) {
+  if (path.starts_with(u"\\\\") || path.size() < limit) return std::u16string(path);
+  std::u16string out(kLongPathPrefix);
+  out += path;
+  return out;
+}
+
+std::u16string XFile::OpenErrorText(std::u16string_view path, std::uint32_t lastError) {
+  if (path.empty()) return u"No file specified!";
+  std::u16string text = u"Error opening file '";
+  text += path;
+  text += u"', check no other program has it open.";
+  if (lastError != 0) {
+    text += u" (Win:";
+    text += ToTextU(lastError);
+    text += u')';
+  }
+  return text;
+}
+
+bool XFile::Open(std::u16string_view path, std::uint32_t access, std::uint32_t disposition) {
+  Close();
+  path_ = path;
+  prompt_ = false;
+  lastError_ = 0;
+  return Attempt(path, access, disposition);
+}
+
+bool XFile::OpenRead(std::u16string_view path) { return Open(path, kGenericRead, kOpenExisting); }
+
+bool XFile::OpenUpdate(std::u16string_view path) { return Open(path, kGenericRead | kGenericWrite, kOpenExisting); }
+
+bool XFile::Create(std::u16string_view path) {
+  shareMode_ = 3;
+  return Open(path, kGenericRead | kGenericWrite, kCreateAlways);
+}
+
+bool XFile::OpenReadMedia(std::u16string_view path) { return OpenWithRetry(path, kGenericRead); }
+
+bool XFile::OpenUpdateMedia(std::u16string_view path) { return OpenWithRetry(path, kGenericRead | kGenericWrite); }
+
+bool XFile::OpenWithRetry(std::u16string_view path, std::uint32_t access) {
+  bool failedBefore = false;
+  std::uint64_t firstFailure = 0;
+  for (;;) {
+    if (Open(path, access, kOpenExisting)) return true;
+    if (lastError_ != kErrorSharingViolation) return false;
+    const std::uint64_t now = TickMs();
+    if (!failedBefore) {
+      failedBefore = true;
+      firstFailure = now;
+    } else if (now - firstFailure > kShareRetryLimitMs) {
+      return false;
+    }
+    SleepMs(kShareRetryPauseMs);
+  }
+}
+
+void XFile::Attach(FileHandle handle) {
+  Close();
+  handle_ = handle;
+  owns_ = false;
+  prompt_ = false;
+}
+
+bool XFile::CommitRewrite() {
+  Close();
+  // An empty name cannot start to work on a later attempt.
+  const bool renamable = !path_.empty() && !rewriteTarget_.empty();
+  for (int attempt = 0; renamable && attempt < kRenameAttempts; ++attempt) {
+    if (attempt > 0) SleepMs(kRenamePauseMs);
+    if (Rename(rewriteTarget_)) return true;
+  }
+  RemoveFile(path_);
+  return false;
+}
+
+bool XFile::FinishRewrite() {
+  if (!IsOpen()) return true;
+  if (!commit_) {
+    Close();
+    return RemoveFile(path_);
+  }
+  return CommitRewrite();
+}
+
+void XFile::DiscardRewrite() {
+  Close();
+  RemoveFile(path_);
+}

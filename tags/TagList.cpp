@@ -43,14 +43,24 @@ void WriteTerminated(ByteWriter& out, std::u16string_view text) {
   out.U16(0);
 }
 
+bool NameMatches(std::u16string_view entryName, std::u16string_view sought, bool strip) {
+  if (!strip) return EqualsFolded(entryName, sought);
+  return EqualsFolded(StripPictureName(entryName), StripPictureName(sought));
+}
+
 }  // namespace
 
 TagEntry* TagList::FindTag(std::u16string_view name, bool strip) {
-  const std::u16string_view sought = strip ? StripPictureName(name) : name;
   for (auto& entry : entries_) {
     current_ = entry.get();
-    const std::u16string_view own = strip ? StripPictureName(entry->name) : std::u16string_view(entry->name);
-    if (EqualsFolded(own, sought)) return current_;
+    if (NameMatches(entry->name, name, strip)) return current_;
+  }
+  return nullptr;
+}
+
+const TagEntry* TagList::FindTag(std::u16string_view name, bool strip) const {
+  for (const auto& entry : entries_) {
+    if (NameMatches(entry->name, name, strip)) return entry.get();
   }
   return nullptr;
 }

@@ -27,6 +27,8 @@ class TagList {
 
   // First entry whose name matches; with strip, picture names are compared without "<subdesc>...".
   TagEntry* FindTag(std::u16string_view name, bool strip = false);
+  // The same lookup on a list that may not change; the current entry stays where it is.
+  const TagEntry* FindTag(std::u16string_view name, bool strip = false) const;
   // Replaces the value of the (existing) entry of that name.
   void SetTagValue(std::u16string_view name, std::u16string_view value);
   TagEntry& AddTag(std::u16string_view name, std::u16string_view value);

@@ -77,8 +77,7 @@ TagEntry& TagList::AddTag(std::u16string_view name, std::u16string_view value, s
   entry->value = value;
   entry->data.assign(data.begin(), data.end());
   entries_.push_back(std::move(entry));
-  current_ = entries_.back().get();
-  return *current_;
+  return *entries_.back();
 }
 
 TagEntry& TagList::AddTagCopy(const TagEntry& entry) { return AddTag(entry.name, entry.value, entry.data); }
@@ -94,7 +93,6 @@ void TagList::CopyTags(const TagList& other) {
   Clear();
   entries_.reserve(other.size());
   for (std::size_t i = 0; i < other.size(); ++i) AddTagCopy(other[i]);
-  current_ = nullptr;
 }
 
 void TagList::MergeTags(const TagList& other, bool strip) {
@@ -146,7 +144,6 @@ void TagList::FromBlock(std::span<const std::uint8_t> block) {
     rest = rest.subspan(used);
     entry.data.assign(rest.begin(), rest.end());
   }
-  current_ = nullptr;
 }
 
 void TagList::Clear() {

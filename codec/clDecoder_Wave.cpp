@@ -1,0 +1,166 @@
+#include "codec/clDecoder_Wave.h"
+
+#include "codec/Queries.h"
+#include "codec/Trace.h"
+#include "io/Text.h"
+
+namespace {
+constexpr const char* kOpen = "clDecoder_Wave::Open";
+
+bool StartsWithLowered(std::u16string_view name, std::u16string_view prefix) {
+  if (name.size() < prefix.size()) return false;
+  for (std::size_t i = 0; i < prefix.size(); ++i)
+    if (FoldAscii(name[i]) != prefix[i]) return false;
+  return true;
+}
+}  // namespace
+
+std::u16string_view HostText(const char16_t* text) { return text ? std::u16string_view(text) : std::u16string_view(); }
+
+clDecoder_Wave::clDecoder_Wave(const TraceContext* context) {
+  if (context) context_ = *context;
+}
+
+bool clDecoder_Wave::OpenSource(std::u16string_view name) {
+  CloseSource();
+  name_ = name;
+  if (StartsWithLowered(name, u"http://") || StartsWithLowered(name, u"https://")) {
+    // No network source in this build: the address is refused like a file
+    // that cannot be opened, and the streaming flag stays clear.
+    return false;
+  }
+  return file_.OpenReadMedia(name);
+}
+
+void clDecoder_Wave::CloseSource() {
+  file_.Close();
+  streaming_ = false;
+}
+
+int clDecoder_Wave::Open(OpenRecord& record) {
+  TraceScope scope(context_, kOpen);
+  if (record.Flags & kOpenExternalPackets) return scope.Error(u"Error cannot decode external-packet data."), 0;
+
+  const std::u16string name(HostText(reinterpret_cast<const char16_t*>(record.FileName)));
+  Trace(u"Opening file '", context_, kOpen, false);
+  Trace(name, context_, kOpen, false);
+  Trace(u"' for read access: ", context_, kOpen, false);
+  if (!OpenSource(name)) return scope.Error(XFile::OpenErrorText(name, file_.LastError())), 0;
+  Trace(u"Opened", context_, nullptr, true);
+  scope.Line(u"Reading Audio Information");
+
+  if (!fileEngine_.Initialize(file_.handle(), context_, rangeStart_, rangeEnd_)) return 0;
+  scope.Line(u"Read Audio Information");
+
+  if (record.Flags & (kOpenReadTags | kOpenProperties)) {
+    std::u16string summary;
+    if (fileEngine_.ReadIDTags(summary) && (record.Flags & kOpenReadTags)) {
+      record.TagData = fileEngine_.TagBlock().data();
+      record.TagDataBytes = std::uint32_t(fileEngine_.TagBlock().size());
+    }
+  }
+  if (record.Flags & kOpenProperties) {
+    if (fileEngine_.FillAudioProps(ignoreRegistrySettings_) && !fileEngine_.PropBlock().empty()) {
+      record.PropData = fileEngine_.PropBlock().data();
+      record.PropDataBytes = std::uint32_t(fileEngine_.PropBlock().size());
+    }
+  }
+  if (record.Flags & (kOpenPrepareDecode | kOpenAudioInfo)) {
+    scope.Line(u"Writing Audio Information");
+    if (!fileEngine_.FillAudioInfo(record)) return 0;
+    scope.Line(u"Written Audio Information");
+  }
+  if (record.Flags & kOpenPrepareDecode) {
+    scope.Line(u"Preparing to Decode");
+    if (!fileEngine_.PrepareToDecodeAudio(record.Format)) return 0;
+    scope.Line(u"Prepared Decoding");
+  }
+  return scope.Ok();
+}
+
+int clDecoder_Wave::Close(std::int64_t argument) {
+  TraceScope scope(context_, "clDecoder_Wave::Close");
+  fileEngine_.Close(argument);
+  CloseSource();
+  scope.Ok();
+  return 1;
+}
+
+int clDecoder_Wave::DecodeBlock(AudioBlock& block) { return fileEngine_.DecodeBlock(block) ? 1 : 0; }
+
+int clDecoder_Wave::SetPosition(std::int64_t block) {
+  TraceScope scope(context_, "clDecoder_Wave::SetPosition");
+  if (!fileEngine_.SetPosition(std::uint64_t(block))) return 0;
+  scope.Ok();
+  return 1;
+}
+
+int clDecoder_Wave::Get(const char16_t* key, GetRecord& record) {
+  const std::u16string_view k = HostText(key);
+  Trace(k, context_, "clDecoder_Wave::Get", true);
+  if (!key) return 0;
+  auto answer = [&](std::u16string_view t1, std::u16string_view t2 = {}, std::u16string_view t3 = {}, int slots = 1) {
+    const std::u16string_view texts[3] = {t1, t2, t3};
+    const WaveChar** fields[3] = {&record.Text1, &record.Text2, &record.Text3};
+    for (int i = 0; i < slots; ++i) {
+      text_[i] = texts[i];
+      *fields[i] = reinterpret_cast<const WaveChar*>(text_[i].c_str());
+    }
+    return 1;
+  };
+  if (k == u"Decodes") {
+    if (record.Index == 0) return answer(u".wav", u"Wave", {}, 2);
+    if (record.Index == 1) return answer(u".bwf", u"Broadcast Wave Format", {}, 2);
+    return 0;
+  }
+  if (k == u"StreamingDecodes") {
+    if (record.Index < 0 || std::size_t(record.Index) >= kStreamingMimeTypes.size()) return 0;
+    return answer(kStreamingMimeTypes[std::size_t(record.Index)]);
+  }
+  if (k == u"Decoder Description") return answer(u"Wave Decoder");
+  if (k == u"Property Elements") return answer(kPropertyElements);
+  if (k == u"Default Property Elements") return answer(kDefaultPropertyElements);
+  if (k == u"ID Tag Options") {
+    if (record.Index < 0 || std::size_t(record.Index) >= kTagOptions.size()) return 0;
+    const OptionDescriptor& option = kTagOptions[std::size_t(record.Index)];
+    if (record.SubIndex < 0 || std::size_t(record.SubIndex) >= option.choices.size()) return 0;
+    const std::u16string_view choice = option.choices[std::size_t(record.SubIndex)];
+    if (choice.empty()) return 0;
+    return answer(option.name, option.registryValue, choice, 3);
+  }
+  return 0;
+}
+
+int clDecoder_Wave::Set(const char16_t* key, SetRecord& record) {
+  const std::u16string_view k = HostText(key);
+  Trace(k, context_, "clDecoder_Wave::Set", true);
+  if (!key) return 0;
+  // The flag is set, yet the key matches nothing below, so 0 is returned; hosts ignore it.
+  if (k == u"IgnoreRegistrySettings") ignoreRegistrySettings_ = true;
+  if (k == u"TPE2OptionOverride") {
+    tpe2Override_ = record.Value > 1 ? 2 : 1;
+    return 0;
+  }
+  if (k == u"TIT1OptionOverride") {
+    tit1Override_ = record.Value > 1 ? 2 : 1;
+    return 0;
+  }
+  if (k == u"Set Decode Range") {
+    rangeStart_ = record.RangeStart;
+    rangeEnd_ = record.RangeEnd;
+    return 1;
+  }
+  if (k == u"IDTags") {
+    TraceScope scope(context_, "clWaveDecoder_Wave::WriteIDTags");
+    if (!record.FileName || !record.TagData || record.Value == 0) return 0;
+    return scope.Error(u"Error tag writing is not available in this build."), 0;
+  }
+  return 0;
+}
+
+int clDecoder_Wave::DeleteATag(const char16_t* fileName, const char16_t* names) {
+  TraceScope scope(context_, "clDecoder_Wave::DeleteATag");
+  (void)fileName;
+  (void)names;
+  return scope.Error(u"Error tag deletion is not available in this build."), 0;
+}

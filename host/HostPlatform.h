@@ -1,0 +1,38 @@
+// What the host needs from the operating system: loading the plug-in by
+// path, a sink for the trace handles, and a little about the terminal.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "WavePlugin.h"
+
+// Loads a library by path; null and a reason on failure.
+void* LoadPluginLibrary(const std::string& path, std::string& error);
+void* PluginSymbol(void* library, const char* name);
+void FreePluginLibrary(void* library);
+// Directory of the running executable, with a trailing separator.
+std::string ExecutableDirectory();
+// File name of the plug-in library on this platform.
+const char* PluginFileName();
+bool StderrIsTerminal();
+
+// A temporary file that the plug-in writes trace text into, read back as UTF-16.
+class TraceSink {
+ public:
+  TraceSink();
+  ~TraceSink();
+  TraceSink(const TraceSink&) = delete;
+  TraceSink& operator=(const TraceSink&) = delete;
+  std::uint64_t handle() const { return handle_; }
+  // What was written since the last call.
+  std::u16string TakeNew();
+
+ private:
+  std::uint64_t handle_ = 0;
+  std::uint64_t readPos_ = 0;
+};
+
+// The program's own entry with UTF-8 arguments.
+int HostMain(const std::vector<std::string>& args);

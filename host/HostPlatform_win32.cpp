@@ -1,0 +1,44 @@
+#include <io.h>
+#include <windows.h>
+
+#include "host/HostPlatform.h"
+#include "io/Text.h"
+
+bool StderrIsTerminal() { return _isatty(2) != 0; }
+
+TraceSink::TraceSink() {
+  wchar_t dir[MAX_PATH], name[MAX_PATH];
+  GetTempPathW(MAX_PATH, dir);
+  GetTempFileNameW(dir, L"wht", 0, name);
+  HANDLE h = CreateFileW(name, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, CREATE_ALWAYS,
+                         FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE, nullptr);
+  handle_ = h == INVALID_HANDLE_VALUE ? 0 : std::uint64_t(reinterpret_cast<std::uintptr_t>(h));
+}
+
+TraceSink::~TraceSink() {
+  if (handle_) CloseHandle(reinterpret_cast<HANDLE>(std::uintptr_t(handle_)));
+}
+
+std::u16string TraceSink::TakeNew() {
+  std::u16string out;
+  if (!handle_) return out;
+  HANDLE h = reinterpret_cast<HANDLE>(std::uintptr_t(handle_));
+  LARGE_INTEGER end{}, at{};
+  SetFilePointerEx(h, LARGE_INTEGER{}, &end, FILE_CURRENT);
+  at.QuadPart = LONGLONG(readPos_);
+  SetFilePointerEx(h, at, nullptr, FILE_BEGIN);
+  char16_t buf[4096];
+  DWORD got = 0;
+  while (ReadFile(h, buf, sizeof buf, &got, nullptr) && got > 0) {
+    readPos_ += got;
+    out.append(buf, got / 2);
+  }
+  SetFilePointerEx(h, end, nullptr, FILE_BEGIN);  // the plug-in appends where it left off
+  return out;
+}
+
+int wmain(int argc, wchar_t** argv) {
+  std::vector<std::string> args;
+  for (int i = 1; i < argc; ++i) args.push_back(WideToUtf8(std::u16string(reinterpret_cast<const char16_t*>(argv[i]))));
+  return HostMain(args);
+}

@@ -1,0 +1,30 @@
+// ID3v2 frames: identifier, size and flags of each frame header, the frame
+// body with grouping, data length and unsynchronisation undone, and the
+// identifiers of version 2.2 in their version 2.3 forms.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "io/ByteReader.h"
+#include "tags/Id3Header.h"
+
+namespace id3parser {
+
+struct Frame {
+  std::string id;  // four letters; a 2.2 identifier without a 2.3 form keeps its three
+  std::vector<std::uint8_t> body;
+};
+
+// The 2.3 identifier for a 2.2 one, or the identifier itself when it has none.
+std::string_view V23FrameId(std::string_view v22Id);
+
+// The frames of a frame area (see FrameArea), in file order. Reading ends at
+// padding, at an identifier that is not one, or at a frame that claims more
+// bytes than are left; frames read until then are kept. Compressed and
+// encrypted frames are left out.
+std::vector<Frame> ReadFrames(ByteSpan area, const TagHeader& header);
+
+}  // namespace id3parser

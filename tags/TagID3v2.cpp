@@ -1,0 +1,384 @@
+#include "tags/TagID3v2.h"
+
+#include <algorithm>
+#include <array>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "io/ByteReader.h"
+#include "io/Text.h"
+#include "tags/Id3Errors.h"
+#include "tags/Id3Frame.h"
+#include "tags/Id3Genres.h"
+#include "tags/Id3Header.h"
+#include "tags/Id3Text.h"
+
+namespace {
+
+using id3parser::Frame;
+using id3parser::TextEncoding;
+using id3parser::TextReader;
+
+struct FrameName {
+  std::string_view id;
+  std::string_view name;
+};
+
+// "infromation" and "ComposerSort" are the names other parts of the program
+// and earlier files use; they stay as they are.
+constexpr std::array<FrameName, 41> kTextFrames = {{
+    {"TIT1", "Content Group"},
+    {"TIT2", "Title"},
+    {"TIT3", "Subtitle"},
+    {"TSST", "Set subtitle"},
+    {"TALB", "Album"},
+    {"TSRC", "ISRC"},
+    {"TENC", "Encoded by"},
+    {"TCOP", "Copyright"},
+    {"TPUB", "Label"},
+    {"TOWN", "File owner/licensee"},
+    {"TRSN", "Internet radio station name"},
+    {"TRSO", "Internet radio station owner"},
+    {"TSSE", "Encoder Settings"},
+    {"TBPM", "BPM"},
+    {"TMED", "Source"},
+    {"TKEY", "Initial key"},
+    {"TSOT", "Title Sort"},
+    {"TSOP", "Artist Sort"},
+    {"TSOA", "Album Sort"},
+    {"TSO2", "Album Artist Sort"},
+    {"TSOC", "ComposerSort"},
+    {"GRP1", "iTunes Grouping"},
+    {"TLEN", "Length"},
+    {"TLAN", "Language(s)"},
+    {"TRDA", "Recording dates"},
+    {"TDRC", "Year"},
+    {"TYER", "Year"},
+    {"TDOR", "Original release year"},
+    {"TORY", "Original release year"},
+    {"TDRL", "Release date"},
+    {"TRCK", "Track"},
+    {"TPOS", "Disc"},
+    {"TOPE", "Original artist(s)/performer(s)"},
+    {"TOAL", "Original album/movie/show title"},
+    {"TPE1", "Artist"},
+    {"TPE2", "Album Artist"},
+    {"TPE3", "Conductor"},
+    {"TPE4", "Interpreted, remixed, or otherwise modified by"},
+    {"TCOM", "Composer"},
+    {"TEXT", "Lyricist/Text writer"},
+    {"TCMP", "Compilation"},
+}};
+
+constexpr std::array<FrameName, 8> kUrlFrames = {{
+    {"WCOM", "Commercial information"},
+    {"WCOP", "Copyright/Legal infromation"},
+    {"WOAF", "Official audio file webpage"},
+    {"WOAR", "Official artist/performer webpage"},
+    {"WOAS", "Official audio source webpage"},
+    {"WORS", "Official internet radio station homepage"},
+    {"WPAY", "Payment"},
+    {"WPUB", "Official publisher webpage"},
+}};
+
+constexpr std::array<FrameName, 2> kRoleListFrames = {{
+    {"TIPL", "Involved People"},
+    {"TMCL", "Musician Credits"},
+}};
+
+// Artist texts with "/" between names become several values; the slash-artist
+// rule joins back the names that contain "/" themselves.
+constexpr std::array<std::string_view, 4> kSplitAtSlash = {"artist", "artist sort", "album artist",
+                                                           "album artist sort"};
+
+constexpr std::size_t kLanguageSize = 3;
+constexpr std::size_t kV22ImageFormatSize = 3;
+constexpr int kMaxGenreDigits = 3;
+
+std::optional<std::string_view> Lookup(std::span<const FrameName> table, std::string_view id) {
+  for (const FrameName& entry : table) {
+    if (entry.id == id) return entry.name;
+  }
+  return std::nullopt;
+}
+
+std::optional<int> GenreNumber(std::string_view text) {
+  if (text.empty() || text.size() > kMaxGenreDigits) return std::nullopt;
+  int number = 0;
+  for (const char c : text) {
+    if (c < '0' || c > '9') return std::nullopt;
+    number = number * 10 + (c - '0');
+  }
+  return number;
+}
+
+// A genre reference: "RX", "CR" or a number; anything else is kept as written.
+std::string GenreReference(std::string_view ref, std::string_view asWritten) {
+  if (ref == "RX") return "Remix";
+  if (ref == "CR") return "Cover";
+  if (const std::optional<int> number = GenreNumber(ref)) {
+    const std::string_view name = id3parser::GenreName(*number);
+    if (!name.empty()) return std::string(name);
+  }
+  return std::string(asWritten);
+}
+
+// "(17)", "17", "(RX)", "(17)(9)" and "(17)Text" forms of a TCON value; a
+// text after the references refines them and wins; "((" escapes a "(".
+std::vector<std::string> GenreValues(std::string_view text) {
+  if (text.starts_with("((")) return {std::string(text.substr(1))};
+  std::vector<std::string> refs;
+  while (text.starts_with("(")) {
+    const std::size_t close = text.find(')');
+    if (close == std::string_view::npos) break;
+    refs.push_back(GenreReference(text.substr(1, close - 1), text.substr(0, close + 1)));
+    text.remove_prefix(close + 1);
+  }
+  if (refs.empty()) return {GenreReference(text, text)};
+  if (text.starts_with("((")) text.remove_prefix(1);
+  if (!text.empty()) return {std::string(text)};
+  return refs;
+}
+
+class FrameCollector {
+ public:
+  FrameCollector(const ID3v2ReadOptions& options, int major) : options_(options), major_(major) {}
+
+  void Add(const Frame& frame);
+  void AppendTo(TagList& out) const;
+
+ private:
+  using Handler = void (FrameCollector::*)(const Frame&, ByteReader&);
+  struct Special {
+    std::string_view id;
+    Handler handler;
+  };
+  static const std::array<Special, 8> kSpecial;
+
+  std::optional<std::string_view> TextName(std::string_view id) const;
+  // The frame's text values: every zero-separated string from 2.4 on, only
+  // the first before (later strings are not meant to be shown there).
+  std::vector<std::string> Values(TextReader& text) const;
+  void AddValue(const std::string& name, const std::string& value);
+
+  void Text(std::string_view name, ByteReader& r);
+  void Url(std::string_view name, ByteReader& r);
+  void RoleList(std::string_view name, ByteReader& r);
+  void UserText(const Frame& frame, ByteReader& r);
+  void UserUrl(const Frame& frame, ByteReader& r);
+  void Comment(const Frame& frame, ByteReader& r);
+  void Lyrics(const Frame& frame, ByteReader& r);
+  void Genre(const Frame& frame, ByteReader& r);
+  void Rating(const Frame& frame, ByteReader& r);
+  void Picture(const Frame& frame, ByteReader& r);
+  void CdToc(const Frame& frame, ByteReader& r);
+
+  struct PictureEntry {
+    std::u16string name;
+    std::vector<std::uint8_t> data;
+  };
+
+  const ID3v2ReadOptions& options_;
+  int major_;
+  std::map<std::string, std::vector<std::string>> values_;  // by UTF-8 name, in byte order
+  std::vector<PictureEntry> pictures_;
+  std::optional<std::vector<std::uint8_t>> cdtoc_;
+};
+
+const std::array<FrameCollector::Special, 8> FrameCollector::kSpecial = {{
+    {"TXXX", &FrameCollector::UserText},
+    {"WXXX", &FrameCollector::UserUrl},
+    {"COMM", &FrameCollector::Comment},
+    {"USLT", &FrameCollector::Lyrics},
+    {"TCON", &FrameCollector::Genre},
+    {"POPM", &FrameCollector::Rating},
+    {"APIC", &FrameCollector::Picture},
+    {"MCDI", &FrameCollector::CdToc},
+}};
+
+void FrameCollector::Add(const Frame& frame) {
+  ByteReader r(frame.body);
+  for (const Special& special : kSpecial) {
+    if (special.id == frame.id) return (this->*special.handler)(frame, r);
+  }
+  if (const std::optional<std::string_view> name = TextName(frame.id)) return Text(*name, r);
+  if (const std::optional<std::string_view> name = Lookup(kUrlFrames, frame.id)) return Url(*name, r);
+  if (const std::optional<std::string_view> name = Lookup(kRoleListFrames, frame.id)) return RoleList(*name, r);
+}
+
+std::optional<std::string_view> FrameCollector::TextName(std::string_view id) const {
+  if (id == "TPE2" && options_.tpe2Orchestra) return "Orchestra";
+  if (id == "TIT1" && options_.tit1Style) return "Style";
+  return Lookup(kTextFrames, id);
+}
+
+std::vector<std::string> FrameCollector::Values(TextReader& text) const {
+  if (major_ >= 4) return text.All();
+  return {text.Next()};
+}
+
+void FrameCollector::AddValue(const std::string& name, const std::string& value) {
+  if (name.empty() || value.empty()) return;
+  std::vector<std::string>& values = values_[name];
+  const std::string folded = LowerAscii(name);
+  bool split = false;
+  for (const std::string_view artist : kSplitAtSlash) split = split || folded == artist;
+  if (!split) {
+    values.push_back(value);
+    return;
+  }
+  std::size_t start = 0;
+  while (start <= value.size()) {
+    const std::size_t slash = std::min(value.find('/', start), value.size());
+    if (slash > start) values.push_back(value.substr(start, slash - start));
+    start = slash + 1;
+  }
+}
+
+void FrameCollector::Text(std::string_view name, ByteReader& r) {
+  TextEncoding encoding{};
+  if (!id3parser::ReadEncoding(r, encoding)) return;
+  TextReader text(r, encoding);
+  for (const std::string& value : Values(text)) AddValue(std::string(name), value);
+}
+
+void FrameCollector::Url(std::string_view name, ByteReader& r) {
+  TextReader text(r, TextEncoding::Latin1);
+  AddValue(std::string(name), text.Next());
+}
+
+// Pairs of role and person; each pair is one value "role: person".
+void FrameCollector::RoleList(std::string_view name, ByteReader& r) {
+  TextEncoding encoding{};
+  if (!id3parser::ReadEncoding(r, encoding)) return;
+  TextReader text(r, encoding);
+  const std::vector<std::string> strings = text.All();
+  for (std::size_t i = 0; i < strings.size(); i += 2) {
+    const std::string& role = strings[i];
+    const std::string person = i + 1 < strings.size() ? strings[i + 1] : std::string();
+    if (role.empty() || person.empty()) {
+      AddValue(std::string(name), role + person);
+    } else {
+      AddValue(std::string(name), role + ": " + person);
+    }
+  }
+}
+
+void FrameCollector::UserText(const Frame&, ByteReader& r) {
+  TextEncoding encoding{};
+  if (!id3parser::ReadEncoding(r, encoding)) return;
+  TextReader text(r, encoding);
+  const std::string description = text.Next();
+  for (const std::string& value : Values(text)) AddValue(description, value);
+}
+
+void FrameCollector::UserUrl(const Frame&, ByteReader& r) {
+  TextEncoding encoding{};
+  if (!id3parser::ReadEncoding(r, encoding)) return;
+  TextReader description(r, encoding);
+  description.Next();
+  TextReader url(r, TextEncoding::Latin1);
+  AddValue("User defined URL link", url.Next());
+}
+
+void FrameCollector::Comment(const Frame&, ByteReader& r) {
+  TextEncoding encoding{};
+  if (!id3parser::ReadEncoding(r, encoding) || !r.Skip(kLanguageSize)) return;
+  TextReader text(r, encoding);
+  const std::string description = text.Next();
+  // Normalisation and similar data that one player family keeps in comments.
+  AddValue(description.starts_with("iTun") ? "iTunNORM" : "Comment", text.Next());
+}
+
+void FrameCollector::Lyrics(const Frame&, ByteReader& r) {
+  TextEncoding encoding{};
+  if (!id3parser::ReadEncoding(r, encoding) || !r.Skip(kLanguageSize)) return;
+  TextReader text(r, encoding);
+  text.Next();
+  AddValue("Lyrics", text.Next());
+}
+
+void FrameCollector::Genre(const Frame&, ByteReader& r) {
+  TextEncoding encoding{};
+  if (!id3parser::ReadEncoding(r, encoding)) return;
+  TextReader text(r, encoding);
+  for (const std::string& value : Values(text)) {
+    if (value.empty()) continue;
+    for (const std::string& genre : GenreValues(value)) AddValue("Genre", genre);
+  }
+}
+
+// The rating byte (0..255) in decimal; the e-mail address and play count are dropped.
+void FrameCollector::Rating(const Frame&, ByteReader& r) {
+  TextReader email(r, TextEncoding::Latin1);
+  email.Next();
+  const std::uint8_t rating = r.U8();
+  if (!r.ok()) return;
+  AddValue("Rating", std::to_string(rating));
+}
+
+void FrameCollector::Picture(const Frame&, ByteReader& r) {
+  TextEncoding encoding{};
+  if (!id3parser::ReadEncoding(r, encoding)) return;
+  if (major_ == 2) {
+    r.Skip(kV22ImageFormatSize);
+  } else {
+    TextReader mime(r, TextEncoding::Latin1);
+    mime.Next();
+  }
+  const std::uint8_t type = r.U8();
+  TextReader text(r, encoding);
+  const std::string description = text.Next();
+  const ByteSpan image = r.Rest();
+  if (!r.ok() || image.empty()) return;
+  const int ordinal = int(pictures_.size()) + 1;
+  pictures_.push_back({AlbumArtName(ordinal, type, Utf8ToWide(description)), {image.begin(), image.end()}});
+}
+
+void FrameCollector::CdToc(const Frame& frame, ByteReader&) {
+  if (!cdtoc_ && !frame.body.empty()) cdtoc_ = frame.body;
+}
+
+void FrameCollector::AppendTo(TagList& out) const {
+  TagList list;
+  if (options_.reportVersion) list.AddTag(u"TagVersion", u"ID3v2." + ToText(major_));
+  for (const auto& [name, values] : values_) {
+    if (name.starts_with('_') || values.empty()) continue;
+    std::string joined;
+    for (const std::string& value : values) {
+      if (!joined.empty()) joined += '\r';
+      joined += value;
+    }
+    list.AddTag(Utf8ToWide(name), Utf8ToWide(joined));
+  }
+  for (const PictureEntry& picture : pictures_) list.AddTag(picture.name, u"", picture.data);
+  if (cdtoc_) list.AddTag(u"_cdtoc", u"", *cdtoc_);
+  ApplySlashArtistRule(list);
+  for (std::size_t i = 0; i < list.size(); ++i) out.AddTagCopy(list[i]);
+}
+
+}  // namespace
+
+std::int64_t ReadID3v2(std::span<const std::uint8_t> bytes, TagList& out, const ID3v2ReadOptions& options) {
+  try {
+    const id3parser::TagHeader header = id3parser::ReadTagHeader(bytes);
+    FrameCollector collector(options, header.major);
+    // A compressed 2.2 tag has no defined compression: it is read as empty.
+    if (!header.compressed) {
+      const std::vector<std::uint8_t> area = id3parser::FrameArea(bytes, header);
+      for (const Frame& frame : id3parser::ReadFrames(area, header)) collector.Add(frame);
+    }
+    collector.AppendTo(out);
+    return header.TotalSize();
+  } catch (const id3parser::parseError&) {
+    throw;
+  } catch (const id3parser::notSeekableError&) {
+    throw;
+  } catch (const std::exception&) {
+    // Out of memory and the like: to the caller it is a tag it could not read.
+    throw id3parser::parseError();
+  }
+}

@@ -127,9 +127,9 @@ bool clRIFFBEXTChunk::TagsToBEXT(std::vector<std::uint8_t>& out, const TagList& 
   out.clear();
   std::size_t total = kFixedSize;
   if (history) {
-    // The coding history keeps its terminator and is padded to a multiple of four bytes.
-    const std::size_t withZero = history->size() + 1;
-    total += (withZero + kHistoryAlignment - 1) / kHistoryAlignment * kHistoryAlignment;
+    // The coding history keeps its terminator, and the whole payload is padded to a multiple of four bytes.
+    const std::size_t withZero = kFixedSize + history->size() + 1;
+    total = (withZero + kHistoryAlignment - 1) / kHistoryAlignment * kHistoryAlignment;
   }
   out.reserve(total);
   ByteWriter writer(out);

@@ -1,7 +1,10 @@
-#include <mmreg.h>
-#include <mmsystem.h>
-#include <msacm.h>
+// windows.h comes first: the multimedia headers build on its types.
 #include <windows.h>
+
+#include <mmsystem.h>
+
+#include <mmreg.h>
+#include <msacm.h>
 
 #include <cwchar>
 

@@ -1,31 +1,13 @@
 // The nine exports as a host meets them: the real library, loaded by path.
 #include <gtest/gtest.h>
 
-#include "TraceCapture.h"
-#include "WavBuilder.h"
-#include "host/HostPlatform.h"
-#include "host/Plugin.h"
+#include "PluginHarness.h"
 #include "io/Text.h"
 
 namespace {
-Plugin& Loaded() {
-  static Plugin plugin;
-  static bool ok = [] {
-    std::string error;
-    const bool loaded = plugin.Load(ExecutableDirectory() + PluginFileName(), error);
-    EXPECT_TRUE(loaded) << error;
-    return loaded;
-  }();
-  EXPECT_TRUE(ok);
-  return plugin;
-}
-
-const WaveChar* W(const std::u16string& s) { return reinterpret_cast<const WaveChar*>(s.c_str()); }
+Plugin& Loaded() { return LoadedPlugin(); }
 std::u16string FromHost(const WaveChar* s) {
   return s ? std::u16string(reinterpret_cast<const char16_t*>(s)) : u"(null)";
-}
-bool Contains(const std::u16string& text, const std::u16string& part) {
-  return text.find(part) != std::u16string::npos;
 }
 
 class Exports : public ::testing::Test {

@@ -96,3 +96,8 @@ class TempDir {
 };
 
 Bytes ReadAll(const std::filesystem::path& file);
+
+inline Bytes operator+(Bytes a, const Bytes& b) {
+  a.insert(a.end(), b.begin(), b.end());
+  return a;
+}

@@ -7,12 +7,20 @@
 
 #include "WavePlugin.h"
 #include "riff/clRIFFHandler.h"
+#include "wave/ACMDecoder.h"
+#include "wave/AudioBuffer.h"
+#include "wave/WFX.h"
 
 class clWaveDecoder_Wave {
  public:
+  // Reads are whole blocks of at most this many bytes.
+  static constexpr std::uint32_t kMaxRead = 65536;
+
   // Takes the handle (not owned), the log and the decode range, and scans the file.
   bool Initialize(FileHandle handle, const TraceContext& log, std::int64_t rangeStart, std::int64_t rangeEnd);
-  // Fills the tag list and the summary text; TagData/TagDataBytes point at the flat block.
+  // Finds 'fmt ', 'data' and 'fact' and builds the on-file and uncompressed formats, once per open.
+  bool PullOutFMTnDATA();
+  // Fills the tag list and the summary text; TagBlock() is the flat block.
   bool ReadIDTags(std::u16string& summary);
   // Builds the property list as a flat tag block.
   bool FillAudioProps(bool ignoreRegistrySettings);
@@ -20,7 +28,10 @@ class clWaveDecoder_Wave {
   bool FillAudioInfo(OpenRecord& record);
   // Readies decoding; `format` receives the format the host will get.
   bool PrepareToDecodeAudio(std::uint8_t (&format)[40]);
+  // Reads the next whole blocks of the decode range into the input buffer.
+  bool ReadDataBlock();
   bool DecodeBlock(AudioBlock& block);
+  // Moves to a block counted from the start of the decode range.
   bool SetPosition(std::uint64_t block);
   // Releases the file and any sub-decoder (`argument` goes to the sub-decoder's close).
   void Close(std::int64_t argument);
@@ -28,12 +39,36 @@ class clWaveDecoder_Wave {
   const std::vector<std::uint8_t>& TagBlock() const { return tagBlock_; }
   const std::vector<std::uint8_t>& PropBlock() const { return propBlock_; }
   clRIFFHandler& riff() { return riff_; }
+  const WFX& OnFileFormat() const { return onFile_; }
+  const WFX& UncompressedFormat() const { return uncompressed_; }
+  std::uint32_t FactSampleCount() const { return factSamples_; }
+
+  struct ByteRange {
+    std::int64_t start, end, length;
+  };
+  // The decode range in absolute file positions, whole blocks only.
+  ByteRange DecodeRange() const;
 
  private:
+  std::int64_t BlockAlign() const { return onFile_.BlockAlign() ? onFile_.BlockAlign() : 1; }
+
   TraceContext log_{};
   clRIFFHandler riff_;
-  std::int64_t rangeStart_ = 0;
-  std::int64_t rangeEnd_ = -1;
+  std::uint64_t rangeStart_ = 0;
+  std::uint64_t rangeEnd_ = ~std::uint64_t{0};
+
+  WFX onFile_;
+  WFX uncompressed_;
+  std::int64_t dataStart_ = 0;
+  std::int64_t dataEnd_ = 0;
+  std::uint32_t factSamples_ = 0;
+  std::vector<std::uint8_t> fmtBuffer_;
+
+  std::int64_t readPosition_ = 0;
+  std::int64_t bytesRemaining_ = 0;
+  AudioBuffer input_;
+  ACMDecoder converter_;
+
   std::vector<std::uint8_t> tagBlock_;
   std::vector<std::uint8_t> propBlock_;
 };

@@ -1,5 +1,6 @@
 #include "tags/Id3Frame.h"
 
+#include <algorithm>
 #include <array>
 #include <optional>
 
@@ -26,6 +27,7 @@ constexpr std::size_t kIdSizeV22 = 3;
 constexpr std::size_t kFrameHeaderSizeV22 = 6;  // identifier, 24-bit size
 constexpr std::size_t kIdSize = 4;
 constexpr std::size_t kFrameHeaderSize = 10;  // identifier, 32-bit size, two flag bytes
+constexpr std::size_t kFlagsSize = 2;
 
 // Format flags, the second flag byte, of 2.3 and of 2.4.
 constexpr std::uint16_t kV23Compressed = 0x0080;
@@ -48,14 +50,24 @@ bool IsFrameId(std::string_view id, std::size_t size) {
   return true;
 }
 
+// A frame header whose identifier is one and whose size, read the smaller
+// of the two ways, fits in what follows.
+bool StartsWithFrameHeader(ByteSpan rest) {
+  ByteReader r(rest);
+  const std::string_view id = r.FixedText(kIdSize);
+  const std::uint32_t raw = r.U32BE();
+  r.Skip(kFlagsSize);
+  if (!r.ok() || !IsFrameId(id, kIdSize)) return false;
+  return (IsSynchsafe(raw) ? FromSynchsafe(raw) : raw) <= r.remaining();
+}
+
 // Whether a frame body of `size` bytes ends where the next thing can begin:
-// the end of the area, another frame, or (when allowed) padding.
-bool EndsAtBoundary(ByteSpan after, std::uint32_t size, bool paddingCounts) {
+// the end of the area, another frame, or padding (zeros up to the end).
+bool EndsAtBoundary(ByteSpan after, std::uint32_t size) {
   if (size > after.size()) return false;
-  if (size == after.size()) return true;
-  ByteReader next(after.subspan(size));
-  if (paddingCounts && after[size] == 0) return true;
-  return IsFrameId(next.FixedText(kIdSize), kIdSize);
+  const ByteSpan rest = after.subspan(size);
+  if (StartsWithFrameHeader(rest)) return true;
+  return std::all_of(rest.begin(), rest.end(), [](std::uint8_t b) { return b == 0; });
 }
 
 // Some writers put plain 2.3 sizes into 2.4 tags. The synchsafe reading is
@@ -64,8 +76,8 @@ bool EndsAtBoundary(ByteSpan after, std::uint32_t size, bool paddingCounts) {
 std::uint32_t V24FrameSize(std::uint32_t raw, ByteSpan after) {
   if (!IsSynchsafe(raw)) return raw;
   const std::uint32_t synchsafe = FromSynchsafe(raw);
-  if (synchsafe == raw || EndsAtBoundary(after, synchsafe, false)) return synchsafe;
-  if (EndsAtBoundary(after, raw, true)) return raw;
+  if (synchsafe == raw || EndsAtBoundary(after, synchsafe)) return synchsafe;
+  if (EndsAtBoundary(after, raw)) return raw;
   return synchsafe;
 }
 

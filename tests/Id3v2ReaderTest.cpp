@@ -385,21 +385,32 @@ TEST(Id3v2Reader, ExtendedHeadersAndFrameFlags) {
 }
 
 TEST(Id3v2Reader, V24FramesWithPlainSizesAreRead) {
-  const std::string longText(300, 'a');
+  const std::u16string longText(150, u'a');
+  const Bytes title = Cat({{1, 0xFF, 0xFE}, Utf16(longText, false)});
   const Bytes album = Text("Album");
+  const Bytes picture = Cat({{0}, B("image/png"), {0, 3, 0}, Bytes(300, 0x5A)});
   const struct {
     const char* what;
     Bytes tag;
   } cases[] = {
-      {"synchsafe", Tag(4, Cat({Frame(4, "TIT2", Text(longText)), Frame(4, "TALB", album)}), 0, 20)},
-      {"plain, then a frame", Tag(4, Cat({Frame(4, "TIT2", Text(longText), 0, true), Frame(4, "TALB", album)}))},
-      {"plain, then padding", Tag(4, Cat({Frame(4, "TALB", album), Frame(4, "TIT2", Text(longText), 0, true)}), 0, 20)},
+      {"synchsafe, then a frame",
+       Tag(4, Cat({Frame(4, "TIT2", title), Frame(4, "TALB", album), Frame(4, "APIC", picture)}))},
+      {"synchsafe, then padding",
+       Tag(4, Cat({Frame(4, "TALB", album), Frame(4, "TIT2", title), Frame(4, "APIC", picture)}), 0, 1024)},
+      {"plain, then a frame",
+       Tag(4, Cat({Frame(4, "TIT2", title, 0, true), Frame(4, "TALB", album), Frame(4, "APIC", picture, 0, true)}))},
+      {"plain, then padding",
+       Tag(4, Cat({Frame(4, "TALB", album), Frame(4, "TIT2", title, 0, true), Frame(4, "APIC", picture, 0, true)}), 0,
+           20)},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
-    const Result r = Read(c.tag);
-    EXPECT_EQ(Get(r.list, u"Title"), longText);
+    Result r = Read(c.tag);
+    EXPECT_EQ(Get(r.list, u"Title"), std::string(150, 'a'));
     EXPECT_EQ(Get(r.list, u"Album"), "Album");
+    const TagEntry* cover = r.list.FindTag(u"_albumart_1_Front Album Cover");
+    ASSERT_NE(cover, nullptr);
+    EXPECT_EQ(cover->data, Bytes(300, 0x5A));
   }
 }
 

@@ -111,7 +111,8 @@ TEST(WfxSetFromChunk, OverlongCbSizeIsClampedInTheChunkItself) {
     EXPECT_EQ(wfx.size(), kWfxHeadSize + row.expected);
     EXPECT_TRUE(std::equal(wfx.data(), wfx.data() + wfx.size(), chunk.begin()));
     // The chunk buffer now says what the header says.
-    EXPECT_EQ(chunk[16] | chunk[17] << 8, row.claimed > row.extraPresent ? row.expected : row.claimed);
+    EXPECT_EQ(chunk[kWfxCbSizeOffset] | chunk[kWfxCbSizeOffset + 1] << 8,
+              row.claimed > row.extraPresent ? row.expected : row.claimed);
   }
 }
 

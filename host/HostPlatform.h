@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -36,3 +37,6 @@ class TraceSink {
 
 // The program's own entry with UTF-8 arguments.
 int HostMain(const std::vector<std::string>& args);
+
+// Opens a file for binary writing by UTF-8 path; null on failure.
+std::FILE* OpenOutputFile(const std::string& path);

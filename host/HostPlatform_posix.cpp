@@ -37,3 +37,5 @@ int main(int argc, char** argv) {
   std::vector<std::string> args(argv + 1, argv + argc);
   return HostMain(args);
 }
+
+std::FILE* OpenOutputFile(const std::string& path) { return std::fopen(path.c_str(), "wb"); }

@@ -42,3 +42,8 @@ int wmain(int argc, wchar_t** argv) {
   for (int i = 1; i < argc; ++i) args.push_back(WideToUtf8(std::u16string(reinterpret_cast<const char16_t*>(argv[i]))));
   return HostMain(args);
 }
+
+std::FILE* OpenOutputFile(const std::string& path) {
+  const std::u16string w = Utf8ToWide(path);
+  return _wfopen(reinterpret_cast<const wchar_t*>(w.c_str()), L"wb");
+}

@@ -2,18 +2,25 @@
 // does, through its nine exports and nothing else.
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "host/HostPlatform.h"
 #include "host/Plugin.h"
+#include "host/WavWriter.h"
+#include "io/ByteReader.h"
 #include "io/Text.h"
 
 namespace {
 const char kUsage[] =
     "usage: wavehost [--plugin PATH] COMMAND ...\n"
     "  open FILE [--trace]   open FILE as the host does and print the result;\n"
-    "                        --trace prints the plug-in's trace log\n";
+    "                        --trace prints the plug-in's trace log\n"
+    "  info FILE [--trace]   format, length, bit rate and data size\n"
+    "  decode FILE (-o OUT.wav | --null) [--range START:END] [--seek BLOCK] [--trace]\n"
+    "                        decode as the host does and write what it receives;\n"
+    "                        START, END and BLOCK count blocks of the stored format\n";
 
 // Trace text arrives as UTF-16 with CR LF; the terminal wants UTF-8 lines.
 std::string ForTerminal(const std::u16string& text) {
@@ -72,6 +79,156 @@ int CommandOpen(Session& s, const std::vector<std::string>& args) {
   if (!ok) s.PrintErrors();
   return ok ? 0 : 1;
 }
+struct FormatView {
+  std::uint16_t tag, channels, bits, cbSize;
+  std::uint32_t rate, byteRate;
+};
+
+FormatView ViewFormat(const std::uint8_t (&format)[40]) {
+  ByteReader r(ByteSpan(format, 18));
+  FormatView v{};
+  v.tag = r.U16();
+  v.channels = r.U16();
+  v.rate = r.U32();
+  v.byteRate = r.U32();
+  r.U16();
+  v.bits = r.U16();
+  v.cbSize = r.U16();
+  return v;
+}
+
+std::string Duration(std::int64_t ms) {
+  char buf[64];
+  std::snprintf(buf, sizeof buf, "%lld:%02lld:%02lld.%03lld", (long long)(ms / 3600000), (long long)(ms / 60000 % 60),
+                (long long)(ms / 1000 % 60), (long long)(ms % 1000));
+  return buf;
+}
+
+// Options shared by the commands: the file, --trace, and whatever else is asked for.
+struct Args {
+  std::string file, output, range;
+  std::int64_t seek = -1;
+  bool trace = false, null = false, bad = false;
+};
+
+Args ParseArgs(const std::vector<std::string>& args) {
+  Args a;
+  for (std::size_t i = 0; i < args.size(); ++i) {
+    const std::string& v = args[i];
+    const bool hasNext = i + 1 < args.size();
+    if (v == "--trace") {
+      a.trace = true;
+    } else if (v == "--null") {
+      a.null = true;
+    } else if (v == "-o" && hasNext) {
+      a.output = args[++i];
+    } else if (v == "--range" && hasNext) {
+      a.range = args[++i];
+    } else if (v == "--seek" && hasNext) {
+      a.seek = std::stoll(args[++i]);
+    } else if (a.file.empty() && v.rfind("-", 0) != 0) {
+      a.file = v;
+    } else {
+      a.bad = true;
+    }
+  }
+  if (a.file.empty()) a.bad = true;
+  return a;
+}
+
+int CommandInfo(Session& s, const Args& a) {
+  const std::u16string name = Utf8ToWide(a.file);
+  OpenRecord record{};
+  record.FileName = reinterpret_cast<const WaveChar*>(name.c_str());
+  record.Flags = kOpenAudioInfo;
+  const int ok = s.plugin.Open(s.decoder, &record);
+  s.plugin.Close(s.decoder, 0);
+  if (a.trace) s.PrintTrace();
+  if (!ok) {
+    s.PrintErrors();
+    return 1;
+  }
+  const FormatView f = ViewFormat(record.Format);
+  std::printf("File:      %s\n", a.file.c_str());
+  std::printf("Format:    tag %u, %u channels, %u Hz, %u bits\n", f.tag, f.channels, f.rate, f.bits);
+  std::printf("Length:    %s (%lld ms)\n", Duration(record.LengthMs).c_str(), (long long)record.LengthMs);
+  std::printf("Bit rate:  %u kbit/s\n", record.BitRate / 1000);
+  std::printf("Data size: %lld bytes\n", (long long)record.DataBytes);
+  return 0;
+}
+
+void Progress(std::int64_t done, std::int64_t total) {
+  const int width = 40;
+  const int filled = total > 0 ? int(done * width / total) : width;
+  std::fprintf(stderr, "\r[%s%s] %3d%%", std::string(std::size_t(filled), '#').c_str(),
+               std::string(std::size_t(width - filled), ' ').c_str(), total > 0 ? int(done * 100 / total) : 100);
+}
+
+int CommandDecode(Session& s, const Args& a) {
+  if (a.output.empty() == !a.null) return std::fputs(kUsage, stderr), 2;
+  if (!a.range.empty()) {
+    const auto colon = a.range.find(':');
+    SetRecord range{};
+    range.RangeStart = std::stoll(a.range.substr(0, colon));
+    range.RangeEnd =
+        colon == std::string::npos || colon + 1 == a.range.size() ? -1 : std::stoll(a.range.substr(colon + 1));
+    s.plugin.Set(s.decoder, reinterpret_cast<const WaveChar*>(u"Set Decode Range"), &range);
+  }
+  const std::u16string name = Utf8ToWide(a.file);
+  OpenRecord record{};
+  record.FileName = reinterpret_cast<const WaveChar*>(name.c_str());
+  record.Flags = kOpenPrepareDecode;
+  if (!s.plugin.Open(s.decoder, &record)) {
+    if (a.trace) s.PrintTrace();
+    s.PrintErrors();
+    return 1;
+  }
+  if (a.seek >= 0 && !s.plugin.SetPosition(s.decoder, a.seek)) {
+    s.PrintErrors();
+    return 1;
+  }
+  const bool progress = StderrIsTerminal();
+  std::unique_ptr<WavWriter> writer;
+  std::int64_t done = 0;
+  int result = 0;
+  for (;;) {
+    AudioBlock block{};
+    if (!s.plugin.DecodeBlock(s.decoder, &block)) {
+      result = 1;
+      break;
+    }
+    if (!writer && !a.null) {
+      const FormatView f = ViewFormat(block.Format);
+      const std::size_t formatSize = 18 + (f.tag == 0xFFFE && f.cbSize >= 22 ? 22 : 0);
+      std::FILE* out = OpenOutputFile(a.output);
+      if (!out) {
+        std::fprintf(stderr, "wavehost: cannot write %s\n", a.output.c_str());
+        result = 1;
+        break;
+      }
+      std::vector<std::uint8_t> format(block.Format, block.Format + formatSize);
+      if (formatSize == 18) format[16] = format[17] = 0;
+      writer = std::make_unique<WavWriter>(out, std::move(format));
+    }
+    if (writer && !writer->Write(block.Data, block.DataBytes)) {
+      std::fprintf(stderr, "wavehost: cannot write %s\n", a.output.c_str());
+      result = 1;
+      break;
+    }
+    done += block.DataBytes;
+    if (progress) Progress(done, record.DataBytes);
+    if (block.LastBlock) break;
+  }
+  if (progress) std::fputc('\n', stderr);
+  s.plugin.Close(s.decoder, 0);
+  if (writer && !writer->Finish() && result == 0) {
+    std::fprintf(stderr, "wavehost: cannot write %s\n", a.output.c_str());
+    result = 1;
+  }
+  if (a.trace) s.PrintTrace();
+  if (result) s.PrintErrors();
+  return result;
+}
 }  // namespace
 
 int HostMain(const std::vector<std::string>& argv) {
@@ -90,6 +247,10 @@ int HostMain(const std::vector<std::string>& argv) {
   Session session;
   if (!session.Start(pluginPath)) return 1;
   if (command == "open") return CommandOpen(session, args);
+  const Args parsed = ParseArgs(args);
+  if (parsed.bad) return std::fputs(kUsage, stderr), 2;
+  if (command == "info") return CommandInfo(session, parsed);
+  if (command == "decode") return CommandDecode(session, parsed);
   std::fprintf(stderr, "wavehost: unknown command '%s'\n%s", command.c_str(), kUsage);
   return 2;
 }

@@ -1,0 +1,24 @@
+// Writes what the plug-in delivers into a wave file: the format exactly as
+// the host received it, the audio as is, RF64 when it outgrows 4 GiB.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <vector>
+
+class WavWriter {
+ public:
+  // Takes ownership of `file`; `format` is the WFX the plug-in reported (18 + cbSize bytes).
+  WavWriter(std::FILE* file, std::vector<std::uint8_t> format);
+  ~WavWriter();
+  bool Write(const std::uint8_t* data, std::size_t size);
+  // Fixes the sizes in the headers and closes the file.
+  bool Finish();
+
+ private:
+  std::FILE* file_;
+  std::vector<std::uint8_t> format_;
+  std::uint64_t dataBytes_ = 0;
+  long dataSizeAt_ = 0;
+  bool ok_ = true;
+};

@@ -137,11 +137,11 @@ bool clRIFFLISTChunk::InitFrom(std::span<const std::uint8_t> payload, TagList& d
     const std::uint32_t size = in.U32();
     if (size > in.remaining()) {
       scope.Info(u"Error LIST sub chunk is corrupted");
-      // A header cut off by the end of the payload within its last byte is still a whole list.
+      // As at the end of the list: one byte left over is tolerated, more means tags were lost.
       return in.remaining() < 2;
     }
     const std::u16string text = AnsiToWide(in.FixedText(size));
-    // Some writers end the list with an empty sub-chunk and leave garbage behind it.
+    // An empty sub-chunk ends the list on purpose: nothing behind it is read.
     if (size == 0) return true;
     in.Skip(std::min<std::size_t>(size & 1, in.remaining()));
 
@@ -178,8 +178,9 @@ bool clRIFFLISTChunk::TagsToLIST(std::vector<std::uint8_t>& out, const TagList& 
     }
     if (!work.empty()) {
       out.reserve(kListTypeSize + work.size());
-      ByteWriter(out).FourCC(kInfoType);
-      out.insert(out.end(), work.begin(), work.end());
+      ByteWriter writer(out);
+      writer.FourCC(kInfoType);
+      writer.Bytes(work);
     }
   } catch (const std::bad_alloc&) {
     out.clear();

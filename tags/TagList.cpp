@@ -19,21 +19,19 @@ std::u16string_view StripPictureName(std::u16string_view name) {
   return at == std::u16string_view::npos ? name : name.substr(0, at);
 }
 
-// The UTF-16 text up to the first whole zero unit of `bytes`; `found` tells
-// whether there was one, and `used` how many bytes the text and its zero took.
-std::u16string ReadTerminated(ByteSpan bytes, bool& found, std::size_t& used) {
+// The UTF-16 text up to the first whole zero unit of `bytes`, and in `used` the
+// bytes it took with its zero; without a zero unit nothing is taken.
+std::u16string ReadTerminated(ByteSpan bytes, std::size_t& used) {
   ByteReader in(bytes);
   std::u16string text;
   while (in.remaining() >= 2) {
     const char16_t unit = in.U16();
     if (unit == 0) {
-      found = true;
       used = in.position();
       return text;
     }
     text.push_back(unit);
   }
-  found = false;
   used = 0;
   return {};
 }
@@ -136,11 +134,10 @@ void TagList::FromBlock(std::span<const std::uint8_t> block) {
     if (!in.ok() || length < std::int32_t(kLengthSize) || std::size_t(length) - kLengthSize > in.remaining()) return;
     ByteSpan rest = in.Bytes(std::size_t(length) - kLengthSize);
     TagEntry& entry = AddTag(u"", u"");
-    bool found = false;
     std::size_t used = 0;
-    entry.name = ReadTerminated(rest, found, used);
+    entry.name = ReadTerminated(rest, used);
     rest = rest.subspan(used);
-    entry.value = ReadTerminated(rest, found, used);
+    entry.value = ReadTerminated(rest, used);
     rest = rest.subspan(used);
     entry.data.assign(rest.begin(), rest.end());
   }

@@ -178,9 +178,9 @@ bool clRIFFLISTChunk::TagsToLIST(std::vector<std::uint8_t>& out, const TagList& 
     }
     if (!work.empty()) {
       out.reserve(kListTypeSize + work.size());
-      ByteWriter writer(out);
-      writer.FourCC(kInfoType);
-      writer.Bytes(work);
+      ByteWriter payload(out);
+      payload.FourCC(kInfoType);
+      payload.Bytes(work);
     }
   } catch (const std::bad_alloc&) {
     out.clear();

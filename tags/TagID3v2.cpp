@@ -230,10 +230,11 @@ void FrameCollector::AddValue(const std::string& name, const std::string& value)
     values.push_back(value);
     return;
   }
+  // Empty pieces stay, so that "//LYSE//" can be joined back exactly.
   std::size_t start = 0;
   while (start <= value.size()) {
     const std::size_t slash = std::min(value.find('/', start), value.size());
-    if (slash > start) values.push_back(value.substr(start, slash - start));
+    values.push_back(value.substr(start, slash - start));
     start = slash + 1;
   }
 }
@@ -347,11 +348,8 @@ void FrameCollector::AppendTo(TagList& out) const {
   if (options_.reportVersion) list.AddTag(u"TagVersion", u"ID3v2." + ToText(major_));
   for (const auto& [name, values] : values_) {
     if (name.starts_with('_') || values.empty()) continue;
-    std::string joined;
-    for (const std::string& value : values) {
-      if (!joined.empty()) joined += '\r';
-      joined += value;
-    }
+    std::string joined = values.front();
+    for (std::size_t i = 1; i < values.size(); ++i) joined += '\r' + values[i];
     list.AddTag(Utf8ToWide(name), Utf8ToWide(joined));
   }
   for (const PictureEntry& picture : pictures_) list.AddTag(picture.name, u"", picture.data);

@@ -232,6 +232,8 @@ TEST(Id3v2Reader, ArtistsSplitAtSlashUnlessTheNameHasOne) {
       {"TPE1", "Love/Hate", {}, u"Artist", "Love/Hate"},
       {"TPE1", "Whitford / St. Holmes", {}, u"Artist", "Whitford / St. Holmes"},
       {"TPE1", "Ann/Bob", {}, u"Artist", "Ann\rBob"},
+      {"TPE1", "//LYSE//", {}, u"Artist", "//LYSE//"},
+      {"TPE1", "Yamantaka // Sonic Titan", {}, u"Artist", "Yamantaka // Sonic Titan"},
       {"TSO2", "Ann/Bob", {}, u"Album Artist Sort", "Ann\rBob"},
       {"TIT2", "Ann/Bob", {}, u"Title", "Ann/Bob"},
       {"TPE2", "Ann/Bob", {.tpe2Orchestra = true}, u"Orchestra", "Ann/Bob"},

@@ -1,5 +1,7 @@
 // wavehost: drives the wave plug-in from a terminal exactly as the real host
 // does, through its nine exports and nothing else.
+#include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -18,9 +20,10 @@ const char kUsage[] =
     "  open FILE [--trace]   open FILE as the host does and print the result;\n"
     "                        --trace prints the plug-in's trace log\n"
     "  info FILE [--trace]   format, length, bit rate and data size\n"
-    "  decode FILE (-o OUT.wav | --null) [--range START:END] [--seek BLOCK] [--trace]\n"
+    "  decode FILE (-o OUT.wav | --null) [--range START:END] [--seek BLOCK] [--stats] [--trace]\n"
     "                        decode as the host does and write what it receives;\n"
-    "                        START, END and BLOCK count blocks of the stored format\n";
+    "                        START, END and BLOCK count blocks of the stored format;\n"
+    "                        --stats reports bytes, seconds and throughput on stderr\n";
 
 // Trace text arrives as UTF-16 with CR LF; the terminal wants UTF-8 lines.
 std::string ForTerminal(const std::u16string& text) {
@@ -108,7 +111,7 @@ std::string Duration(std::int64_t ms) {
 struct Args {
   std::string file, output, range;
   std::int64_t seek = -1;
-  bool trace = false, null = false, bad = false;
+  bool trace = false, null = false, stats = false, bad = false;
 };
 
 Args ParseArgs(const std::vector<std::string>& args) {
@@ -120,6 +123,8 @@ Args ParseArgs(const std::vector<std::string>& args) {
       a.trace = true;
     } else if (v == "--null") {
       a.null = true;
+    } else if (v == "--stats") {
+      a.stats = true;
     } else if (v == "-o" && hasNext) {
       a.output = args[++i];
     } else if (v == "--range" && hasNext) {
@@ -157,12 +162,28 @@ int CommandInfo(Session& s, const Args& a) {
   return 0;
 }
 
-void Progress(std::int64_t done, std::int64_t total) {
-  const int width = 40;
-  const int filled = total > 0 ? int(done * width / total) : width;
-  std::fprintf(stderr, "\r[%s%s] %3d%%", std::string(std::size_t(filled), '#').c_str(),
-               std::string(std::size_t(width - filled), ' ').c_str(), total > 0 ? int(done * 100 / total) : 100);
-}
+// Redraws only when the percentage changes: a terminal needs no more, and on
+// Windows a character device such as NUL also counts as a terminal.
+class ProgressBar {
+ public:
+  explicit ProgressBar(bool enabled) : enabled_(enabled) {}
+  ~ProgressBar() {
+    if (enabled_ && shown_ >= 0) std::fputc('\n', stderr);
+  }
+  void Update(std::int64_t done, std::int64_t total) {
+    if (!enabled_) return;
+    const int percent = total > 0 ? int(std::min<std::int64_t>(done * 100 / total, 100)) : 100;
+    if (percent == shown_) return;
+    shown_ = percent;
+    const int filled = percent * 40 / 100;
+    std::fprintf(stderr, "\r[%s%s] %3d%%", std::string(std::size_t(filled), '#').c_str(),
+                 std::string(std::size_t(40 - filled), ' ').c_str(), percent);
+  }
+
+ private:
+  bool enabled_;
+  int shown_ = -1;
+};
 
 int CommandDecode(Session& s, const Args& a) {
   if (a.output.empty() == !a.null) return std::fputs(kUsage, stderr), 2;
@@ -187,7 +208,8 @@ int CommandDecode(Session& s, const Args& a) {
     s.PrintErrors();
     return 1;
   }
-  const bool progress = StderrIsTerminal();
+  const auto started = std::chrono::steady_clock::now();
+  ProgressBar progress(StderrIsTerminal());
   std::unique_ptr<WavWriter> writer;
   std::int64_t done = 0;
   int result = 0;
@@ -216,14 +238,18 @@ int CommandDecode(Session& s, const Args& a) {
       break;
     }
     done += block.DataBytes;
-    if (progress) Progress(done, record.DataBytes);
+    progress.Update(done, record.DataBytes);
     if (block.LastBlock) break;
   }
-  if (progress) std::fputc('\n', stderr);
   s.plugin.Close(s.decoder, 0);
   if (writer && !writer->Finish() && result == 0) {
     std::fprintf(stderr, "wavehost: cannot write %s\n", a.output.c_str());
     result = 1;
+  }
+  if (a.stats && result == 0) {
+    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
+    std::fprintf(stderr, "decoded %lld bytes in %.6f s (%.0f MiB/s)\n", (long long)done, seconds,
+                 seconds > 0 ? double(done) / seconds / 1048576.0 : 0.0);
   }
   if (a.trace) s.PrintTrace();
   if (result) s.PrintErrors();

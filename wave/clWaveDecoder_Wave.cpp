@@ -144,19 +144,36 @@ bool clWaveDecoder_Wave::PrepareToDecodeAudio(std::uint8_t (&format)[40]) {
   if ((type == kWaveFormatPcm || type == kWaveFormatIeeeFloat) && !onFile_.IsValidBitDepth())
     return scope.Error(u"Invalid bit depth value.");
   input_.format.Assign(onFile_);
+  converter_.SetTrace(log_);
 
-  scope.Line(u"Calling ACMDecoder.CreateNewConverter");
-  if (!converter_.CreateNewConverter(onFile_))
-    return scope.Error(u"Error Cannot Create Wave Decoder (" + FormatTagName(onFile_) + u")");
-  scope.Line(u"Compressed WFX (on file): " + WfxText(onFile_));
-  uncompressed_.Assign(converter_.OutputFormat());
-  scope.Line(u"Uncompressed WFX (sent to qv): " + WfxText(uncompressed_));
+  external_ = false;
+  pendingData_ = nullptr;
+  pendingBytes_ = 0;
+  if (type == kWaveFormatMpeg || type == kWaveFormatMpegLayer3) {
+    scope.Line(u"Loading MP3 Sub-Decoder");
+    const std::u16string path = SiblingPath(Mp3SiblingName());
+    subDecoder_.Reset();
+    if (!subDecoder_.Load(path)) return scope.Error(u"Error loading external Decoder '" + path + u"'");
+    subDecoder_.extension = u".mp3";
+    subDecoder_.libraryPath = path;
+    external_ = true;
+  }
+
+  if (!external_) {
+    scope.Line(u"Calling ACMDecoder.CreateNewConverter");
+    if (!converter_.CreateNewConverter(onFile_))
+      return scope.Error(u"Error Cannot Create Wave Decoder (" + FormatTagName(onFile_) + u")");
+    scope.Line(u"Compressed WFX (on file): " + WfxText(onFile_));
+    uncompressed_.Assign(converter_.OutputFormat());
+    scope.Line(u"Uncompressed WFX (sent to qv): " + WfxText(uncompressed_));
+  }
 
   scope.Line(u"Setting Position in File");
   const ByteRange range = DecodeRange();
   readPosition_ = range.start;
   bytesRemaining_ = range.length;
   if (!riff_.IsOpen() || !riff_.Seek(readPosition_)) return scope.Error(u"Error SetPosition returned false.");
+  if (external_ && !InitializeExternalDecoder()) return false;
 
   uncompressed_.CopyTo(format);
   return scope.Ok();
@@ -187,24 +204,37 @@ bool clWaveDecoder_Wave::ReadDataBlock() {
 bool clWaveDecoder_Wave::DecodeBlock(AudioBlock& block) {
   const ByteRange range = DecodeRange();
   block.PositionMs = (readPosition_ - range.start) * 1000 / RateOrOne(onFile_.AvgBytesPerSec());
-  if (bytesRemaining_ == 0) {
+  if (bytesRemaining_ == 0 && !(pendingData_ && pendingBytes_)) {
     block.Data = nullptr;
     block.DataBytes = 0;
     block.LastBlock = 1;
     return true;
   }
-  if (!ReadDataBlock()) return false;
-  if (!converter_.Convert(input_, bytesRemaining_ == 0)) {
-    TraceError(u"Error cannot decode data, audio file corrupt?", log_, kDecode);
-    return false;
+  if (external_) {
+    if (pendingData_ && pendingBytes_) {
+      // The output was produced ahead: its time lies before the read position.
+      block.PositionMs -= std::int64_t(pendingBytes_) * 1000 / RateOrOne(uncompressed_.AvgBytesPerSec());
+    } else if (!ExternalDecodeData()) {
+      return false;
+    }
+    block.Data = pendingData_;
+    block.DataBytes = pendingBytes_;
+    pendingData_ = nullptr;
+    pendingBytes_ = 0;
+  } else {
+    if (!ReadDataBlock()) return false;
+    if (!converter_.Convert(input_, bytesRemaining_ == 0)) {
+      TraceError(u"Error cannot decode data, audio file corrupt?", log_, kDecode);
+      return false;
+    }
+    const AudioBuffer& out = converter_.Output();
+    if (out.valid > 0xFFFFFFFFu) {
+      TraceError(u"AudioBlock.DataBytes overflow", log_, kDecode);
+      return false;
+    }
+    block.Data = out.data;
+    block.DataBytes = std::uint32_t(out.valid);
   }
-  const AudioBuffer& out = converter_.Output();
-  if (out.valid > 0xFFFFFFFFu) {
-    TraceError(u"AudioBlock.DataBytes overflow", log_, kDecode);
-    return false;
-  }
-  block.Data = out.data;
-  block.DataBytes = std::uint32_t(out.valid);
   uncompressed_.CopyTo(block.Format);
   block.BitRate = std::uint32_t(std::min<std::uint64_t>(std::uint64_t(onFile_.AvgBytesPerSec()) * 8, 0xFFFFFFFFu));
   block.DurationMs = std::int64_t(block.DataBytes) * 1000 / RateOrOne(uncompressed_.AvgBytesPerSec());
@@ -229,9 +259,13 @@ bool clWaveDecoder_Wave::SetPosition(std::uint64_t block) {
   return true;
 }
 
-void clWaveDecoder_Wave::Close(std::int64_t) {
+void clWaveDecoder_Wave::Close(std::int64_t argument) {
   TraceScope scope(log_, "clWaveDecoder_Wave::Close");
   riff_.Reset();
+  if (external_ && subDecoder_.instance && subDecoder_.Close) subDecoder_.Close(subDecoder_.instance, argument);
+  external_ = false;
+  pendingData_ = nullptr;
+  pendingBytes_ = 0;
   converter_.Close();
   fmtBuffer_.clear();
   input_.Clear();
@@ -239,4 +273,49 @@ void clWaveDecoder_Wave::Close(std::int64_t) {
   tagBlock_.clear();
   propBlock_.clear();
   scope.Ok();
+}
+
+bool clWaveDecoder_Wave::InitializeExternalDecoder() {
+  TraceScope scope(log_, "clWaveDecoder_Wave::InitializeExternalDecoder");
+  scope.Line(u"Creating External Decoder");
+  if (subDecoder_.instance) subDecoder_.Destroy(subDecoder_.instance);
+  subDecoder_.instance = subDecoder_.Create(&log_);
+  if (!subDecoder_.instance) return scope.Error(u"Error creating external Decoder.");
+
+  scope.Line(u"Opening External Decoder");
+  OpenRecord record{};
+  record.Flags = kOpenExternalPackets;
+  if (!subDecoder_.Open(subDecoder_.instance, &record)) return scope.Error(u"Error opening external Decoder.");
+
+  // The sibling names its output format only with its first output, and the
+  // host must learn the format before the first block.
+  scope.Line(u"Decoding until first data with External Decoder");
+  if (!ExternalDecodeData()) return false;
+  return scope.Ok();
+}
+
+bool clWaveDecoder_Wave::ExternalDecodeData() {
+  constexpr const char* kExternal = "clWaveDecoder_Wave::ExternalDecodeData";
+  while (bytesRemaining_ != 0) {
+    if (!ReadDataBlock()) return false;
+    if (input_.valid > 0xFFFFFFFFu) {
+      TraceError(u"AudioBlock.DataBytes overflow", log_, kExternal);
+      return false;
+    }
+    AudioBlock packet{};
+    packet.Data = input_.data;
+    packet.DataBytes = std::uint32_t(input_.valid);
+    packet.LastBlock = bytesRemaining_ == 0 ? 1 : 0;
+    if (!subDecoder_.instance || !subDecoder_.DecodeBlock || !subDecoder_.DecodeBlock(subDecoder_.instance, &packet)) {
+      TraceError(u"Error decoding audio with external Decoder.", log_, kExternal);
+      return false;
+    }
+    if (packet.Data && packet.DataBytes) {
+      pendingData_ = packet.Data;
+      pendingBytes_ = packet.DataBytes;
+      uncompressed_.Assign(ByteSpan(packet.Format, sizeof packet.Format));
+      return true;
+    }
+  }
+  return true;
 }

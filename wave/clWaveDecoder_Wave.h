@@ -10,6 +10,7 @@
 #include "wave/ACMDecoder.h"
 #include "wave/AudioBuffer.h"
 #include "wave/WFX.h"
+#include "wave/clQvDecoder.h"
 
 class clWaveDecoder_Wave {
  public:
@@ -35,6 +36,10 @@ class clWaveDecoder_Wave {
   bool SetPosition(std::uint64_t block);
   // Releases the file and any sub-decoder (`argument` goes to the sub-decoder's close).
   void Close(std::int64_t argument);
+  // Creates and opens the MPEG sub-decoder and feeds it until it reports its output format.
+  bool InitializeExternalDecoder();
+  // Feeds the sub-decoder packets until it produces output or the data ends.
+  bool ExternalDecodeData();
 
   const std::vector<std::uint8_t>& TagBlock() const { return tagBlock_; }
   const std::vector<std::uint8_t>& PropBlock() const { return propBlock_; }
@@ -68,6 +73,12 @@ class clWaveDecoder_Wave {
   std::int64_t bytesRemaining_ = 0;
   AudioBuffer input_;
   ACMDecoder converter_;
+
+  // MPEG payloads go to the sibling plug-in; what it produced ahead waits here.
+  clQvDecoder subDecoder_;
+  bool external_ = false;
+  const std::uint8_t* pendingData_ = nullptr;
+  std::uint32_t pendingBytes_ = 0;
 
   std::vector<std::uint8_t> tagBlock_;
   std::vector<std::uint8_t> propBlock_;

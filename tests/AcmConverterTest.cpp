@@ -1,0 +1,244 @@
+// The converter's feeding of a codec stream: whole blocks, the last complete
+// block of each read held back, everything on the final call, unused input
+// carried over, and the output format it asks the codec for. A fake codec
+// stands in for the platform's, so every call it receives can be checked.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <vector>
+
+#include "TraceCapture.h"
+#include "WavBuilder.h"
+#include "wave/ACMDecoder.h"
+
+namespace {
+struct Call {
+  std::uint32_t offered;
+  unsigned flags;
+};
+
+// Copies input to output; without the end flag it leaves `shortBy` bytes unused.
+struct FakeCodec {
+  std::vector<Call> calls;
+  std::vector<WFX> opened;  // target formats asked for
+  std::uint32_t shortBy = 0;
+  bool refuse8Bit = false;
+  bool refuseAll = false;
+};
+
+class FakeStream final : public AcmStream {
+ public:
+  explicit FakeStream(FakeCodec& codec) : codec_(codec) {}
+  bool Size(std::uint32_t source, std::uint32_t& destination) override {
+    destination = source;
+    return true;
+  }
+  bool Convert(AcmConversion& c, unsigned flags) override {
+    codec_.calls.push_back({c.sourceLength, flags});
+    std::uint32_t used = c.sourceLength;
+    if (!(flags & kAcmConvertEnd)) used = used > codec_.shortBy ? used - codec_.shortBy : 0;
+    std::copy(c.source, c.source + used, c.destination);
+    c.sourceUsed = used;
+    c.destinationUsed = used;
+    return true;
+  }
+
+ private:
+  FakeCodec& codec_;
+};
+
+AcmStreamOpener OpenerFor(FakeCodec& codec) {
+  return [&codec](const WFX&, const WFX& target) -> std::unique_ptr<AcmStream> {
+    codec.opened.push_back(target);
+    if (codec.refuseAll || (codec.refuse8Bit && target.BitsPerSample() == 8)) return nullptr;
+    return std::make_unique<FakeStream>(codec);
+  };
+}
+
+WFX FormatOf(Bytes chunk) {
+  WFX wfx;
+  wfx.SetFromChunk(chunk);
+  return wfx;
+}
+
+WFX Ima(std::uint16_t blockAlign) { return FormatOf(FormatEx(17, 2, 44100, 44359, blockAlign, 4, {0xF9, 0x03})); }
+
+// Reads `bytes` into the one reused input buffer, as the file engine does, and converts.
+void Feed(ACMDecoder& converter, AudioBuffer& input, const Bytes& bytes, bool final, Bytes& out) {
+  ASSERT_TRUE(input.Reserve(bytes.size()));
+  std::copy(bytes.begin(), bytes.end(), input.writable());
+  input.valid = bytes.size();
+  ASSERT_TRUE(converter.Convert(input, final));
+  const AudioBuffer& o = converter.Output();
+  out.insert(out.end(), o.data, o.data + o.valid);
+}
+}  // namespace
+
+TEST(AcmConverter, ImaReadsOf64BlocksConvert63ThenHoldOneBackUntilTheFinalCall) {
+  FakeCodec codec;
+  ACMDecoder converter(OpenerFor(codec));
+  ASSERT_TRUE(converter.CreateNewConverter(Ima(1024)));
+  AudioBuffer input;
+  input.format.Assign(Ima(1024));
+  // The last read is 10 blocks and a part block: the final call takes it all.
+  const std::vector<Bytes> reads = {Noise(65536, 1), Noise(65536, 2), Noise(65536, 3), Noise(10 * 1024 + 300, 4)};
+  Bytes all, out;
+  for (std::size_t i = 0; i < reads.size(); ++i) {
+    all = all + reads[i];
+    Feed(converter, input, reads[i], i + 1 == reads.size(), out);
+  }
+  const std::vector<std::uint32_t> offered = {63 * 1024, 64 * 1024, 64 * 1024, 11 * 1024 + 300};
+  const std::vector<unsigned> flags = {kAcmConvertStart | kAcmConvertBlockAlign, kAcmConvertBlockAlign,
+                                       kAcmConvertBlockAlign, kAcmConvertEnd};
+  ASSERT_EQ(codec.calls.size(), offered.size());
+  for (std::size_t i = 0; i < offered.size(); ++i) {
+    EXPECT_EQ(codec.calls[i].offered, offered[i]) << "call " << i;
+    EXPECT_EQ(codec.calls[i].flags, flags[i]) << "call " << i;
+  }
+  // The held-back block survives the reuse of the read buffer.
+  EXPECT_EQ(out, all);
+  EXPECT_EQ(converter.CarryOver().pending(), 0u);
+}
+
+TEST(AcmConverter, InputTheCodecLeavesUnusedIsOfferedAgainFirst) {
+  FakeCodec codec;
+  codec.shortBy = 100;
+  ACMDecoder converter(OpenerFor(codec));
+  ASSERT_TRUE(converter.CreateNewConverter(Ima(1024)));
+  AudioBuffer input;
+  input.format.Assign(Ima(1024));
+  Bytes all, out;
+  for (int i = 0; i < 3; ++i) {
+    const Bytes read = Noise(4096, std::uint32_t(10 + i));
+    all = all + read;
+    Feed(converter, input, read, i == 2, out);
+  }
+  // 4096 pending: 3 blocks offered, 100 bytes back. Then 1124 + 4096: 4 blocks
+  // offered (one held back), 100 back again. Then all 1224 + 4096.
+  ASSERT_EQ(codec.calls.size(), 3u);
+  EXPECT_EQ(codec.calls[0].offered, 3072u);
+  EXPECT_EQ(codec.calls[1].offered, 4096u);
+  EXPECT_EQ(codec.calls[2].offered, 5320u);
+  EXPECT_EQ(out, all);
+}
+
+TEST(AcmConverter, AReadShorterThanABlockWaitsInOwnedStorage) {
+  FakeCodec codec;
+  ACMDecoder converter(OpenerFor(codec));
+  ASSERT_TRUE(converter.CreateNewConverter(Ima(1024)));
+  AudioBuffer input;
+  input.format.Assign(Ima(1024));
+  Bytes out;
+  const Bytes first = Noise(500, 7), second = Noise(2048, 8), last = Noise(1024, 9);
+  Feed(converter, input, first, false, out);
+  EXPECT_TRUE(codec.calls.empty());
+  EXPECT_TRUE(out.empty());
+  EXPECT_EQ(converter.CarryOver().pending(), 500u);
+  EXPECT_FALSE(converter.CarryOver().borrowed());
+  Feed(converter, input, second, false, out);
+  Feed(converter, input, last, true, out);
+  EXPECT_EQ(out, first + second + last);
+}
+
+TEST(AcmConverter, PcmAndFloatPassThroughWithoutCopyOrStream) {
+  for (const Bytes& fmt :
+       {PcmFormat(1, 2, 44100, 16), PcmFormat(3, 2, 48000, 32), ExtensibleFormat(3, 6, 48000, 32, 0x3F)}) {
+    FakeCodec codec;
+    ACMDecoder converter(OpenerFor(codec));
+    const WFX wfx = FormatOf(fmt);
+    ASSERT_TRUE(converter.CreateNewConverter(wfx));
+    EXPECT_EQ(converter.OutputFormat().bytes().size(), wfx.bytes().size());
+    AudioBuffer input;
+    input.format.Assign(wfx);
+    ASSERT_TRUE(input.Reserve(4096));
+    input.valid = 4096;
+    ASSERT_TRUE(converter.Convert(input, true));
+    EXPECT_EQ(converter.Output().data, input.data);
+    EXPECT_EQ(converter.Output().valid, 4096u);
+    EXPECT_TRUE(codec.opened.empty());
+    EXPECT_FALSE(converter.HasStream());
+  }
+}
+
+TEST(AcmConverter, OutputFormatKeepsRateAndChannelsAndWidensSubByteSamples) {
+  struct Case {
+    const char* name;
+    Bytes fmt;
+    std::uint16_t bits, blockAlign;
+    std::uint32_t bytesPerSecond;
+  } cases[] = {
+      {"8-bit A-law", FormatEx(6, 1, 8000, 8000, 1, 8, {}), 8, 1, 8000},
+      {"extensible mu-law", ExtensibleFormat(7, 2, 8000, 8, 0x3), 8, 2, 16000},
+      {"4-bit IMA ADPCM", FormatEx(17, 2, 22050, 22311, 1024, 4, {0xF9, 0x03}), 16, 4, 88200},
+      {"GSM 6.10 (no bits)", FormatEx(49, 1, 8000, 1625, 65, 0, {0x40, 0x01}), 16, 2, 16000},
+  };
+  for (const auto& c : cases) {
+    FakeCodec codec;
+    ACMDecoder converter(OpenerFor(codec));
+    ASSERT_TRUE(converter.CreateNewConverter(FormatOf(c.fmt))) << c.name;
+    const WFX& out = converter.OutputFormat();
+    EXPECT_EQ(out.FormatTag(), kWaveFormatPcm) << c.name;
+    EXPECT_EQ(out.CbSize(), 0) << c.name;
+    EXPECT_EQ(out.BitsPerSample(), c.bits) << c.name;
+    EXPECT_EQ(out.BlockAlign(), c.blockAlign) << c.name;
+    EXPECT_EQ(out.AvgBytesPerSec(), c.bytesPerSecond) << c.name;
+    ASSERT_EQ(codec.opened.size(), 1u) << c.name;
+  }
+}
+
+TEST(AcmConverter, G711FallsBackOnceTo16BitWhenTheCodecRefuses8Bit) {
+  const char16_t* const kLine =
+      u"The codec refuses 8-bit PCM output: decoding to 16-bit PCM.  [ACMDecoder::CreateNewConverter]\r\n";
+  struct Case {
+    const char* name;
+    Bytes fmt;
+    bool refuse8Bit, refuseAll, opens;
+    std::size_t attempts;
+    std::uint16_t bits;
+    bool informs;
+  } cases[] = {
+      {"8-bit accepted", FormatEx(6, 2, 8000, 16000, 2, 8, {}), false, false, true, 1, 8, false},
+      {"8-bit refused", FormatEx(6, 2, 8000, 16000, 2, 8, {}), true, false, true, 2, 16, true},
+      {"mu-law refused", FormatEx(7, 1, 8000, 8000, 1, 8, {}), true, false, true, 2, 16, true},
+      {"nothing accepted", FormatEx(7, 1, 8000, 8000, 1, 8, {}), false, true, false, 2, 0, false},
+      {"ADPCM is not retried", FormatEx(17, 1, 8000, 4055, 256, 4, {0xF9, 0x01}), false, true, false, 1, 0, false},
+  };
+  for (const auto& c : cases) {
+    TraceCapture cap;
+    FakeCodec codec;
+    codec.refuse8Bit = c.refuse8Bit;
+    codec.refuseAll = c.refuseAll;
+    ACMDecoder converter(OpenerFor(codec));
+    converter.SetTrace(cap.context());
+    EXPECT_EQ(converter.CreateNewConverter(FormatOf(c.fmt)), c.opens) << c.name;
+    EXPECT_EQ(codec.opened.size(), c.attempts) << c.name;
+    if (c.opens) {
+      EXPECT_EQ(converter.OutputFormat().BitsPerSample(), c.bits) << c.name;
+    }
+    EXPECT_EQ(cap.Information(), c.informs ? std::u16string(kLine) : std::u16string()) << c.name;
+  }
+}
+
+TEST(AcmConverter, CarryOverBorrowsUntilCompactedAndGivesBackOnlyWhatItTook) {
+  AudioBuffer input;
+  input.format.Assign(Ima(1024));
+  ASSERT_TRUE(input.Reserve(100));
+  const Bytes bytes = Noise(100, 3);
+  std::copy(bytes.begin(), bytes.end(), input.writable());
+  input.valid = 100;
+
+  CarryOverBuffer carry;
+  ASSERT_TRUE(carry.Append(input, true));
+  EXPECT_TRUE(carry.borrowed());
+  EXPECT_EQ(carry.Take(60).data(), input.data);
+  carry.GiveBack(70);  // more than was taken: refused
+  EXPECT_EQ(carry.pending(), 40u);
+  carry.GiveBack(10);
+  EXPECT_EQ(carry.pending(), 50u);
+  ASSERT_TRUE(carry.Compact());
+  EXPECT_FALSE(carry.borrowed());
+  std::fill(input.writable(), input.writable() + 100, std::uint8_t{0});
+  const auto rest = carry.Take(1000);
+  EXPECT_EQ(Bytes(rest.begin(), rest.end()), Bytes(bytes.begin() + 50, bytes.end()));
+  EXPECT_EQ(carry.format().FormatTag(), 17);
+}

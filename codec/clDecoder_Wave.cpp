@@ -53,6 +53,7 @@ int clDecoder_Wave::Open(OpenRecord& record) {
   scope.Line(u"Read Audio Information");
 
   if (record.Flags & (kOpenReadTags | kOpenProperties)) {
+    fileEngine_.SetID3Overrides(tpe2Override_, tit1Override_);
     std::u16string summary;
     if (fileEngine_.ReadIDTags(summary) && (record.Flags & kOpenReadTags)) {
       record.TagData = fileEngine_.TagBlock().data();

@@ -10,6 +10,7 @@
 
 #include "host/HostPlatform.h"
 #include "host/Plugin.h"
+#include "host/TagBlock.h"
 #include "host/WavWriter.h"
 #include "io/ByteReader.h"
 #include "io/Text.h"
@@ -23,7 +24,10 @@ const char kUsage[] =
     "  decode FILE (-o OUT.wav | --null) [--range START:END] [--seek BLOCK] [--stats] [--trace]\n"
     "                        decode as the host does and write what it receives;\n"
     "                        START, END and BLOCK count blocks of the stored format;\n"
-    "                        --stats reports bytes, seconds and throughput on stderr\n";
+    "                        --stats reports bytes, seconds and throughput on stderr\n"
+    "  tags FILE [--json] [--trace]\n"
+    "                        the tags as the host receives them; pictures and other\n"
+    "                        binary tags as type, size and MIME type\n";
 
 // Trace text arrives as UTF-16 with CR LF; the terminal wants UTF-8 lines.
 std::string ForTerminal(const std::u16string& text) {
@@ -111,7 +115,7 @@ std::string Duration(std::int64_t ms) {
 struct Args {
   std::string file, output, range;
   std::int64_t seek = -1;
-  bool trace = false, null = false, stats = false, bad = false;
+  bool trace = false, null = false, stats = false, json = false, bad = false;
 };
 
 Args ParseArgs(const std::vector<std::string>& args) {
@@ -125,6 +129,8 @@ Args ParseArgs(const std::vector<std::string>& args) {
       a.null = true;
     } else if (v == "--stats") {
       a.stats = true;
+    } else if (v == "--json") {
+      a.json = true;
     } else if (v == "-o" && hasNext) {
       a.output = args[++i];
     } else if (v == "--range" && hasNext) {
@@ -255,6 +261,94 @@ int CommandDecode(Session& s, const Args& a) {
   if (result) s.PrintErrors();
   return result;
 }
+std::string JsonString(const std::string& utf8) {
+  std::string out = "\"";
+  for (unsigned char c : utf8) {
+    if (c == '"' || c == '\\') {
+      out.push_back('\\');
+      out.push_back(char(c));
+    } else if (c < 0x20) {
+      char buf[8];
+      std::snprintf(buf, sizeof buf, "\\u%04x", c);
+      out += buf;
+    } else {
+      out.push_back(char(c));
+    }
+  }
+  return out + "\"";
+}
+
+std::vector<std::string> SplitValues(const std::u16string& value) {
+  std::vector<std::string> out;
+  std::size_t start = 0;
+  for (;;) {
+    const std::size_t cr = value.find(u'\r', start);
+    out.push_back(WideToUtf8(value.substr(start, cr == std::u16string::npos ? std::u16string::npos : cr - start)));
+    if (cr == std::u16string::npos) return out;
+    start = cr + 1;
+  }
+}
+
+const char* ImageMime(const std::vector<std::uint8_t>& d) {
+  if (d.size() >= 8 && d[0] == 0x89 && d[1] == 'P' && d[2] == 'N' && d[3] == 'G') return "image/png";
+  if (d.size() >= 3 && d[0] == 0xFF && d[1] == 0xD8 && d[2] == 0xFF) return "image/jpeg";
+  if (d.size() >= 6 && d[0] == 'G' && d[1] == 'I' && d[2] == 'F') return "image/gif";
+  return "application/octet-stream";
+}
+
+bool IsPictureName(const std::u16string& name) {
+  return name.size() >= 10 && WideToUtf8(name.substr(0, 10)) == "_albumart_";
+}
+
+int CommandTags(Session& s, const Args& a) {
+  const std::u16string name = Utf8ToWide(a.file);
+  OpenRecord record{};
+  record.FileName = reinterpret_cast<const WaveChar*>(name.c_str());
+  record.Flags = kOpenReadTags;
+  const int ok = s.plugin.Open(s.decoder, &record);
+  // The block belongs to the plug-in until Close: read it first.
+  const std::vector<HostTag> tags = ok ? ParseTagBlock(record.TagData, record.TagDataBytes) : std::vector<HostTag>{};
+  s.plugin.Close(s.decoder, 0);
+  if (a.trace) s.PrintTrace();
+  if (!ok) {
+    s.PrintErrors();
+    return 1;
+  }
+  if (a.json) {
+    std::printf("{\"file\": %s, \"tags\": [", JsonString(a.file).c_str());
+    for (std::size_t i = 0; i < tags.size(); ++i) {
+      const HostTag& t = tags[i];
+      std::printf("%s\n  {\"name\": %s", i ? "," : "", JsonString(WideToUtf8(t.name)).c_str());
+      if (!t.data.empty()) {
+        std::printf(", \"type\": \"%s\", \"size\": %zu", IsPictureName(t.name) ? "picture" : "binary", t.data.size());
+        if (IsPictureName(t.name)) std::printf(", \"mime\": \"%s\"", ImageMime(t.data));
+      } else {
+        std::printf(", \"type\": \"text\", \"values\": [");
+        const auto values = SplitValues(t.value);
+        for (std::size_t k = 0; k < values.size(); ++k)
+          std::printf("%s%s", k ? ", " : "", JsonString(values[k]).c_str());
+        std::printf("]");
+      }
+      std::printf("}");
+    }
+    std::printf("\n]}\n");
+    return 0;
+  }
+  for (const HostTag& t : tags) {
+    std::printf("%s: ", WideToUtf8(t.name).c_str());
+    if (!t.data.empty()) {
+      if (IsPictureName(t.name))
+        std::printf("[picture, %s, %zu bytes]\n", ImageMime(t.data), t.data.size());
+      else
+        std::printf("[binary, %zu bytes]\n", t.data.size());
+      continue;
+    }
+    const auto values = SplitValues(t.value);
+    for (std::size_t k = 0; k < values.size(); ++k) std::printf("%s%s", k ? " | " : "", values[k].c_str());
+    std::printf("\n");
+  }
+  return 0;
+}
 }  // namespace
 
 int HostMain(const std::vector<std::string>& argv) {
@@ -277,6 +371,7 @@ int HostMain(const std::vector<std::string>& argv) {
   if (parsed.bad) return std::fputs(kUsage, stderr), 2;
   if (command == "info") return CommandInfo(session, parsed);
   if (command == "decode") return CommandDecode(session, parsed);
+  if (command == "tags") return CommandTags(session, parsed);
   std::fprintf(stderr, "wavehost: unknown command '%s'\n%s", command.c_str(), kUsage);
   return 2;
 }

@@ -6,6 +6,7 @@
 #include "codec/Trace.h"
 #include "io/ByteReader.h"
 #include "io/Text.h"
+#include "riff/TagSettings.h"
 #include "wave/AudioText.h"
 
 namespace {
@@ -104,10 +105,29 @@ clWaveDecoder_Wave::ByteRange clWaveDecoder_Wave::DecodeRange() const {
   return r;
 }
 
+ID3v2ReadOptions clWaveDecoder_Wave::ID3Options() const {
+  ID3v2ReadOptions options;
+  options.tpe2Orchestra = tpe2Override_ == 2;
+  options.tit1Style = tit1Override_ == 2;
+  return options;
+}
+
 bool clWaveDecoder_Wave::ReadIDTags(std::u16string& summary) {
-  TraceScope scope(log_, "clWaveDecoder_Wave::ReadIDTags");
+  constexpr const char* kTags = "clWaveDecoder_Wave::ReadIDTags";
+  TraceScope scope(log_, kTags);
+  tags_.Clear();
+  tagBlock_.clear();
+  summary_.clear();
   summary.clear();
-  return scope.Error(u"Error tag reading is not available in this build.");
+  if (!PullOutFMTnDATA()) return false;
+  const int albumOption = int(ReadTagSetting(u"WaveLISTAlbum"));
+  ReadTagChunks(riff_, tags_, log_, ID3Options(), albumOption, tagChunks_);
+  summary_ = TagSummary(tagChunks_);
+  AddRiffChunkTags(riff_, tags_, log_, tagChunks_);
+  LogTags(tags_, log_, kTags);
+  tagBlock_ = tags_.ToBlock();
+  summary = summary_;
+  return scope.Ok();
 }
 
 bool clWaveDecoder_Wave::FillAudioProps(bool) {

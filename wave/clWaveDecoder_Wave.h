@@ -6,7 +6,9 @@
 #include <vector>
 
 #include "WavePlugin.h"
+#include "riff/WaveTagReader.h"
 #include "riff/clRIFFHandler.h"
+#include "tags/TagList.h"
 #include "wave/ACMDecoder.h"
 #include "wave/AudioBuffer.h"
 #include "wave/WFX.h"
@@ -41,6 +43,14 @@ class clWaveDecoder_Wave {
   // Feeds the sub-decoder packets until it produces output or the data ends.
   bool ExternalDecodeData();
 
+  // The TPE2/TIT1 overrides set through the host: 2 maps the frame to "Orchestra"/"Style".
+  void SetID3Overrides(int tpe2, int tit1) {
+    tpe2Override_ = tpe2;
+    tit1Override_ = tit1;
+  }
+  ID3v2ReadOptions ID3Options() const;
+  const TagList& Tags() const { return tags_; }
+  const std::u16string& TagSummaryText() const { return summary_; }
   const std::vector<std::uint8_t>& TagBlock() const { return tagBlock_; }
   const std::vector<std::uint8_t>& PropBlock() const { return propBlock_; }
   clRIFFHandler& riff() { return riff_; }
@@ -80,6 +90,11 @@ class clWaveDecoder_Wave {
   const std::uint8_t* pendingData_ = nullptr;
   std::uint32_t pendingBytes_ = 0;
 
+  TagList tags_;
+  TagChunkInfo tagChunks_;
+  std::u16string summary_;
+  int tpe2Override_ = 0;
+  int tit1Override_ = 0;
   std::vector<std::uint8_t> tagBlock_;
   std::vector<std::uint8_t> propBlock_;
 };

@@ -149,8 +149,9 @@ TEST(Decode, FormatsThatCannotBeDecoded) {
        u"*** Error: Invalid bit depth value.  [clWaveDecoder_Wave::PrepareToDecodeAudio]"},
       {"13-byte fmt", Bytes(13, 1),
        u"*** Error: Error 'fmt ' chunk is a bad size.  [clWaveDecoder_Wave::PullOutFMTnDATA]"},
-      {"IMA ADPCM", FormatEx(17, 1, 22050, 11100, 512, 4, {2, 0, 0xF9, 0x03}),
-       u"*** Error: Error Cannot Create Wave Decoder ("},
+      {"no decoder", FormatEx(352, 2, 44100, 16000, 2048, 0, {}),
+       u"*** Error: Error Cannot Create Wave Decoder (Microsoft Audio1 (ACM decoder not installed))  "
+       u"[clWaveDecoder_Wave::PrepareToDecodeAudio]"},
   };
   TempDir dir;
   for (const auto& c : cases) {

@@ -1,0 +1,133 @@
+// The property list a host shows for a file, line by line.
+#include <gtest/gtest.h>
+
+#include "PluginHarness.h"
+#include "host/TagBlock.h"
+#include "io/ByteWriter.h"
+#include "io/Text.h"
+
+namespace {
+using Lines = std::vector<std::pair<std::u16string, std::u16string>>;
+
+Lines Properties(const Bytes& file, std::u16string* trace = nullptr) {
+  TempDir dir;
+  dir.Write("p.wav", file);
+  const std::u16string name = dir.File("p.wav");
+  TraceCapture cap;
+  Plugin& p = LoadedPlugin();
+  void* d = p.Create(&cap.context());
+  OpenRecord record{};
+  record.FileName = W(name);
+  record.Flags = kOpenProperties;
+  EXPECT_EQ(p.Open(d, &record), 1) << cap.TraceUtf8();
+  Lines lines;
+  for (const HostTag& t : ParseTagBlock(record.PropData, record.PropDataBytes)) lines.emplace_back(t.name, t.value);
+  p.Close(d, 0);
+  p.Destroy(d);
+  if (trace) *trace = cap.Trace();
+  return lines;
+}
+
+std::u16string Line(const Lines& lines, std::u16string_view name) {
+  for (const auto& [n, v] : lines)
+    if (n == name) return v;
+  return u"(none)";
+}
+
+Bytes InfoTitle() {
+  Bytes out;
+  ByteWriter w(out);
+  w.Text("INFO");
+  w.Text("INAM");
+  w.U32(4);
+  w.Text("abc");
+  w.U8(0);
+  return out;
+}
+}  // namespace
+
+TEST(AudioProps, FullListForATaggedPcmFile) {
+  Bytes bext(602, 0);
+  bext[346] = 1;
+  std::u16string trace;
+  const Lines lines = Properties(WavBuilder()
+                                     .Fmt(PcmFormat(1, 2, 44100, 16))
+                                     .Chunk("LIST", InfoTitle())
+                                     .Chunk("bext", bext)
+                                     .Data(Bytes(1234569, 0))
+                                     .Build(),
+                                 &trace);
+  const Lines expected = {
+      {u"Audio Quality", u"CD (Lossless)"},
+      {u"Encoder Settings", u"PCM"},
+      {u"Wave Header", u"Wave Format PCM"},
+      {u"Channel Mapping", u"Left, Right"},
+      {u"Sample Count", u"308,642"},
+      {u"Riff Chunks", u"'fmt ' 16 bytes,  'LIST' 16 bytes,  'bext' 602 bytes,  'data' 1,234,569 bytes"},
+      {u"ID Tag", u"LIST & BEXT v1"},
+      {u"Contains", u"ID Tag [LIST & BEXT v1]"},
+      {u"Gapless", u"Yes"},
+  };
+  EXPECT_EQ(lines, expected);
+  EXPECT_TRUE(Contains(trace, u"\tAudio Quality: CD (Lossless)\r\n")) << WideToUtf8(trace);
+  EXPECT_TRUE(Contains(trace, u"\tGapless: Yes\r\n"));
+}
+
+TEST(AudioProps, QualityChannelsAndHeaderKinds) {
+  const Bytes pcm = PcmFormat(1, 2, 44100, 16);
+  struct Case {
+    const char* what;
+    Bytes fmt;
+    std::u16string quality, channels, header, gapless;
+  } cases[] = {
+      {"16/44100", PcmFormat(1, 2, 44100, 16), u"CD (Lossless)", u"Left, Right", u"Wave Format PCM", u"Yes"},
+      {"16/96000", PcmFormat(1, 2, 96000, 16), u"Perfect (Lossless)", u"Left, Right", u"Wave Format PCM", u"Yes"},
+      {"24/44100", PcmFormat(1, 1, 44100, 24), u"Perfect (Lossless)", u"Center", u"Wave Format PCM", u"Yes"},
+      {"24/96000", PcmFormat(1, 2, 96000, 24), u"DVD (Lossless)", u"Left, Right", u"Wave Format PCM", u"Yes"},
+      {"float/48000", FormatEx(3, 2, 48000, 384000, 8, 32, {}), u"DVD (Lossless)", u"Left, Right",
+       u"Wave Format Extended", u"Yes"},
+      {"3 channels", PcmFormat(1, 3, 48000, 16), u"DAT (Lossless)", u"Left, Right, Sub-woofer", u"Wave Format PCM",
+       u"Yes"},
+      {"mask 0x3", ExtensibleFormat(1, 2, 44100, 16, 0x3), u"CD (Lossless)", u"Left,  Right", u"Wave Format Extensible",
+       u"Yes"},
+      {"MP3 128k", FormatEx(85, 2, 44100, 16000, 1, 0, Bytes(12, 0)), u"Medium (Lossy)", u"Left, Right",
+       u"Wave Format Extended", u"No"},
+      {"MP3 192k", FormatEx(85, 2, 44100, 24000, 1, 0, Bytes(12, 0)), u"High (Lossy)", u"Left, Right",
+       u"Wave Format Extended", u"No"},
+      {"IMA ADPCM", FormatEx(17, 2, 44100, 44359, 2048, 4, {0xF9, 0x07}), u"Medium (Lossy)", u"Left, Right",
+       u"Wave Format Extended", u"No"},
+      {"MS ADPCM", FormatEx(2, 1, 22050, 11155, 512, 4, Bytes(32, 0)), u"Low (Lossy)", u"Center",
+       u"Wave Format Extended", u"Yes"},
+      {"14-byte fmt", Bytes(pcm.begin(), pcm.end() - 2), u"CD (Lossless)", u"Left, Right", u"Wave Format", u"Yes"},
+  };
+  for (const auto& c : cases) {
+    const Lines lines = Properties(WavBuilder().Fmt(c.fmt).Data(Bytes(4096, 0)).Build());
+    EXPECT_EQ(Line(lines, u"Audio Quality"), c.quality) << c.what;
+    EXPECT_EQ(Line(lines, u"Channel Mapping"), c.channels) << c.what;
+    EXPECT_EQ(Line(lines, u"Wave Header"), c.header) << c.what;
+    EXPECT_EQ(Line(lines, u"Gapless"), c.gapless) << c.what;
+  }
+}
+
+TEST(AudioProps, HeaderSizesSampleCountsAndChunkMap) {
+  const Bytes pcm = PcmFormat(1, 2, 44100, 16);
+  // 15 bytes: a size no header has.
+  const Lines fifteen = Properties(WavBuilder().Fmt(Bytes(pcm.begin(), pcm.begin() + 15)).Data(Bytes(8, 0)).Build());
+  EXPECT_EQ(Line(fifteen, u"Wave Header"), u"Invalid");
+  const Lines fifty =
+      Properties(WavBuilder().Fmt(FormatEx(1, 2, 44100, 0, 0, 16, Bytes(32, 0))).Data(Bytes(8, 0)).Build());
+  EXPECT_EQ(Line(fifty, u"Wave Header"), u"Wave Format Extended");
+
+  // A compressed file without 'fact' has no sample count; with one, it is the fact count.
+  const Bytes ima = FormatEx(17, 1, 22050, 11100, 512, 4, {0xF9, 0x03});
+  EXPECT_EQ(Line(Properties(WavBuilder().Fmt(ima).Data(Bytes(1024, 0)).Build()), u"Sample Count"), u"(none)");
+  EXPECT_EQ(Line(Properties(WavBuilder().Fmt(ima).Chunk("fact", {0x10, 0x27, 0, 0}).Data(Bytes(1024, 0)).Build()),
+                 u"Sample Count"),
+            u"10,000");
+
+  // One byte is "byte"; odd chunks are listed with their own size.
+  const Lines map = Properties(WavBuilder().Fmt(pcm).Chunk("abcd", {7}).Data(Bytes(4, 0)).Build());
+  EXPECT_EQ(Line(map, u"Riff Chunks"), u"'fmt ' 16 bytes,  'abcd' 1 byte,  'data' 4 bytes");
+  EXPECT_EQ(Line(map, u"ID Tag"), u"(none)");
+  EXPECT_EQ(Line(map, u"Contains"), u"(none)");
+}

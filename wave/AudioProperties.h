@@ -1,0 +1,28 @@
+// The property lines shown to the user for an opened file: quality, codec,
+// header kind, speakers, sample count, chunk map, tag summary and so on.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "WavePlugin.h"
+#include "riff/clRIFFHandler.h"
+#include "tags/TagList.h"
+#include "wave/WFX.h"
+
+struct AudioPropertyInputs {
+  const WFX* onFile = nullptr;
+  const WFX* uncompressed = nullptr;
+  std::int64_t decodeBytes = 0;  // the decode range length
+  std::uint32_t factSamples = 0;
+  const clRIFFHandler* chunks = nullptr;
+  const TagList* tags = nullptr;
+  std::u16string tagSummary;
+};
+
+// The property list in display order; each line is also traced as "\tName: value".
+TagList BuildAudioProperties(const AudioPropertyInputs& in, const TraceContext& log);
+// A number with the user's digit grouping ("1,234,567").
+std::u16string GroupDigits(std::uint64_t value);
+// Groups the digits of a decimal text by thousands with the given separator.
+std::u16string GroupThousands(std::uint64_t value, std::u16string_view separator);

@@ -14,20 +14,24 @@
 #include "host/WavWriter.h"
 #include "io/ByteReader.h"
 #include "io/Text.h"
+#include "riff/TagSettings.h"
 
 namespace {
 const char kUsage[] =
     "usage: wavehost [--plugin PATH] COMMAND ...\n"
     "  open FILE [--trace]   open FILE as the host does and print the result;\n"
     "                        --trace prints the plug-in's trace log\n"
-    "  info FILE [--trace]   format, length, bit rate and data size\n"
+    "  info FILE [--json] [--trace]\n"
+    "                        format, length, bit rate, properties, tags and chunk map\n"
     "  decode FILE (-o OUT.wav | --null) [--range START:END] [--seek BLOCK] [--stats] [--trace]\n"
     "                        decode as the host does and write what it receives;\n"
     "                        START, END and BLOCK count blocks of the stored format;\n"
     "                        --stats reports bytes, seconds and throughput on stderr\n"
     "  tags FILE [--json] [--trace]\n"
     "                        the tags as the host receives them; pictures and other\n"
-    "                        binary tags as type, size and MIME type\n";
+    "                        binary tags as type, size and MIME type\n"
+    "  formats               what the plug-in decodes (extensions and MIME types)\n"
+    "  options               the tagging option pages, current choices marked *\n";
 
 // Trace text arrives as UTF-16 with CR LF; the terminal wants UTF-8 lines.
 std::string ForTerminal(const std::u16string& text) {
@@ -147,12 +151,27 @@ Args ParseArgs(const std::vector<std::string>& args) {
   return a;
 }
 
+std::string Grouped(std::u16string_view value) {
+  std::string digits;
+  for (char16_t c : value)
+    if (c >= u'0' && c <= u'9') digits.push_back(char(c));
+  return digits;
+}
+
+std::string JsonString(const std::string& utf8);
+std::vector<std::string> SplitValues(const std::u16string& value);
+void PrintTagsJson(const std::vector<HostTag>& tags);
+void PrintTagsText(const std::vector<HostTag>& tags, const char* indent);
+
 int CommandInfo(Session& s, const Args& a) {
   const std::u16string name = Utf8ToWide(a.file);
   OpenRecord record{};
   record.FileName = reinterpret_cast<const WaveChar*>(name.c_str());
-  record.Flags = kOpenAudioInfo;
+  record.Flags = kOpenAudioInfo | kOpenReadTags | kOpenProperties;
   const int ok = s.plugin.Open(s.decoder, &record);
+  // The blocks belong to the plug-in until Close: read them first.
+  const std::vector<HostTag> tags = ok ? ParseTagBlock(record.TagData, record.TagDataBytes) : std::vector<HostTag>{};
+  const std::vector<HostTag> props = ok ? ParseTagBlock(record.PropData, record.PropDataBytes) : std::vector<HostTag>{};
   s.plugin.Close(s.decoder, 0);
   if (a.trace) s.PrintTrace();
   if (!ok) {
@@ -160,11 +179,40 @@ int CommandInfo(Session& s, const Args& a) {
     return 1;
   }
   const FormatView f = ViewFormat(record.Format);
-  std::printf("File:      %s\n", a.file.c_str());
-  std::printf("Format:    tag %u, %u channels, %u Hz, %u bits\n", f.tag, f.channels, f.rate, f.bits);
-  std::printf("Length:    %s (%lld ms)\n", Duration(record.LengthMs).c_str(), (long long)record.LengthMs);
-  std::printf("Bit rate:  %u kbit/s\n", record.BitRate / 1000);
-  std::printf("Data size: %lld bytes\n", (long long)record.DataBytes);
+  std::string chunkMap;
+  long long samples = (long long)(record.LengthMs * f.rate / 1000);
+  for (const HostTag& p : props) {
+    if (p.name == u"Riff Chunks") chunkMap = WideToUtf8(p.value);
+    if (p.name == u"Sample Count") samples = std::stoll("0" + Grouped(p.value));
+  }
+  if (a.json) {
+    std::printf(
+        "{\"file\": %s,\n \"format\": {\"tag\": %u, \"channels\": %u, \"sampleRate\": %u, \"bitsPerSample\": %u, "
+        "\"bytesPerSecond\": %u, \"cbSize\": %u},\n",
+        JsonString(a.file).c_str(), f.tag, f.channels, f.rate, f.bits, f.byteRate, f.cbSize);
+    std::printf(" \"lengthMs\": %lld, \"length\": \"%s\", \"samples\": %lld, \"bitRate\": %u, \"dataBytes\": %lld,\n",
+                (long long)record.LengthMs, Duration(record.LengthMs).c_str(), samples, record.BitRate,
+                (long long)record.DataBytes);
+    std::printf(" \"properties\": {");
+    for (std::size_t i = 0; i < props.size(); ++i)
+      std::printf("%s\n  %s: %s", i ? "," : "", JsonString(WideToUtf8(props[i].name)).c_str(),
+                  JsonString(WideToUtf8(props[i].value)).c_str());
+    std::printf("},\n \"tags\": ");
+    PrintTagsJson(tags);
+    std::printf("}\n");
+    return 0;
+  }
+  std::printf("File:        %s\n", a.file.c_str());
+  std::printf("Format:      tag %u, %u channels, %u Hz, %u bits\n", f.tag, f.channels, f.rate, f.bits);
+  std::printf("Length:      %s (%lld samples)\n", Duration(record.LengthMs).c_str(), samples);
+  std::printf("Bit rate:    %u kbit/s\n", record.BitRate / 1000);
+  std::printf("Data size:   %lld bytes\n", (long long)record.DataBytes);
+  std::printf("Properties:\n");
+  for (const HostTag& p : props)
+    if (p.name != u"Riff Chunks") std::printf("  %s: %s\n", WideToUtf8(p.name).c_str(), WideToUtf8(p.value).c_str());
+  std::printf("Tags:%s\n", tags.empty() ? " (none)" : "");
+  PrintTagsText(tags, "  ");
+  std::printf("Chunks:      %s\n", chunkMap.c_str());
   return 0;
 }
 
@@ -300,6 +348,41 @@ bool IsPictureName(const std::u16string& name) {
   return name.size() >= 10 && WideToUtf8(name.substr(0, 10)) == "_albumart_";
 }
 
+void PrintTagsJson(const std::vector<HostTag>& tags) {
+  std::printf("[");
+  for (std::size_t i = 0; i < tags.size(); ++i) {
+    const HostTag& t = tags[i];
+    std::printf("%s\n  {\"name\": %s", i ? "," : "", JsonString(WideToUtf8(t.name)).c_str());
+    if (!t.data.empty()) {
+      std::printf(", \"type\": \"%s\", \"size\": %zu", IsPictureName(t.name) ? "picture" : "binary", t.data.size());
+      if (IsPictureName(t.name)) std::printf(", \"mime\": \"%s\"", ImageMime(t.data));
+    } else {
+      std::printf(", \"type\": \"text\", \"values\": [");
+      const auto values = SplitValues(t.value);
+      for (std::size_t k = 0; k < values.size(); ++k) std::printf("%s%s", k ? ", " : "", JsonString(values[k]).c_str());
+      std::printf("]");
+    }
+    std::printf("}");
+  }
+  std::printf("\n]");
+}
+
+void PrintTagsText(const std::vector<HostTag>& tags, const char* indent) {
+  for (const HostTag& t : tags) {
+    std::printf("%s%s: ", indent, WideToUtf8(t.name).c_str());
+    if (!t.data.empty()) {
+      if (IsPictureName(t.name))
+        std::printf("[picture, %s, %zu bytes]\n", ImageMime(t.data), t.data.size());
+      else
+        std::printf("[binary, %zu bytes]\n", t.data.size());
+      continue;
+    }
+    const auto values = SplitValues(t.value);
+    for (std::size_t k = 0; k < values.size(); ++k) std::printf("%s%s", k ? " | " : "", values[k].c_str());
+    std::printf("\n");
+  }
+}
+
 int CommandTags(Session& s, const Args& a) {
   const std::u16string name = Utf8ToWide(a.file);
   OpenRecord record{};
@@ -315,37 +398,57 @@ int CommandTags(Session& s, const Args& a) {
     return 1;
   }
   if (a.json) {
-    std::printf("{\"file\": %s, \"tags\": [", JsonString(a.file).c_str());
-    for (std::size_t i = 0; i < tags.size(); ++i) {
-      const HostTag& t = tags[i];
-      std::printf("%s\n  {\"name\": %s", i ? "," : "", JsonString(WideToUtf8(t.name)).c_str());
-      if (!t.data.empty()) {
-        std::printf(", \"type\": \"%s\", \"size\": %zu", IsPictureName(t.name) ? "picture" : "binary", t.data.size());
-        if (IsPictureName(t.name)) std::printf(", \"mime\": \"%s\"", ImageMime(t.data));
-      } else {
-        std::printf(", \"type\": \"text\", \"values\": [");
-        const auto values = SplitValues(t.value);
-        for (std::size_t k = 0; k < values.size(); ++k)
-          std::printf("%s%s", k ? ", " : "", JsonString(values[k]).c_str());
-        std::printf("]");
-      }
-      std::printf("}");
-    }
-    std::printf("\n]}\n");
+    std::printf("{\"file\": %s, \"tags\": ", JsonString(a.file).c_str());
+    PrintTagsJson(tags);
+    std::printf("}\n");
     return 0;
   }
-  for (const HostTag& t : tags) {
-    std::printf("%s: ", WideToUtf8(t.name).c_str());
-    if (!t.data.empty()) {
-      if (IsPictureName(t.name))
-        std::printf("[picture, %s, %zu bytes]\n", ImageMime(t.data), t.data.size());
-      else
-        std::printf("[binary, %zu bytes]\n", t.data.size());
-      continue;
+  PrintTagsText(tags, "");
+  return 0;
+}
+std::u16string GetText(Session& s, std::u16string_view key, int index, int subIndex, int slot, bool& ok) {
+  GetRecord record{};
+  record.Index = index;
+  record.SubIndex = subIndex;
+  const std::u16string k(key);
+  ok = s.plugin.Get(s.decoder, reinterpret_cast<const WaveChar*>(k.c_str()), &record) != 0;
+  const WaveChar* texts[3] = {record.Text1, record.Text2, record.Text3};
+  return ok && texts[slot] ? std::u16string(reinterpret_cast<const char16_t*>(texts[slot])) : std::u16string();
+}
+
+int CommandFormats(Session& s) {
+  bool ok = false;
+  std::printf("%s\n", WideToUtf8(GetText(s, u"Decoder Description", 0, 0, 0, ok)).c_str());
+  std::printf("Files:\n");
+  for (int i = 0;; ++i) {
+    const std::u16string ext = GetText(s, u"Decodes", i, 0, 0, ok);
+    if (!ok) break;
+    std::printf("  %s  %s\n", WideToUtf8(ext).c_str(), WideToUtf8(GetText(s, u"Decodes", i, 0, 1, ok)).c_str());
+  }
+  std::printf("Streams:\n");
+  for (int i = 0;; ++i) {
+    const std::u16string mime = GetText(s, u"StreamingDecodes", i, 0, 0, ok);
+    if (!ok) break;
+    std::printf("  %s\n", WideToUtf8(mime).c_str());
+  }
+  return 0;
+}
+
+int CommandOptions(Session& s) {
+  bool ok = false;
+  std::printf("Settings: %s\n", WideToUtf8(TagSettingsLocation()).c_str());
+  for (int i = 0;; ++i) {
+    const std::u16string option = GetText(s, u"ID Tag Options", i, 0, 0, ok);
+    if (!ok) break;
+    const std::u16string path = GetText(s, u"ID Tag Options", i, 0, 1, ok);
+    const std::u16string value = path.substr(path.find(u'\\') + 1);
+    const std::uint32_t current = ReadTagSetting(value);
+    std::printf("%s (%s)\n", WideToUtf8(option).c_str(), WideToUtf8(path).c_str());
+    for (int k = 0;; ++k) {
+      const std::u16string choice = GetText(s, u"ID Tag Options", i, k, 2, ok);
+      if (!ok) break;
+      std::printf("  %c %d  %s\n", std::uint32_t(k) == current ? '*' : ' ', k, WideToUtf8(choice).c_str());
     }
-    const auto values = SplitValues(t.value);
-    for (std::size_t k = 0; k < values.size(); ++k) std::printf("%s%s", k ? " | " : "", values[k].c_str());
-    std::printf("\n");
   }
   return 0;
 }
@@ -367,6 +470,8 @@ int HostMain(const std::vector<std::string>& argv) {
   Session session;
   if (!session.Start(pluginPath)) return 1;
   if (command == "open") return CommandOpen(session, args);
+  if (command == "formats") return CommandFormats(session);
+  if (command == "options") return CommandOptions(session);
   const Args parsed = ParseArgs(args);
   if (parsed.bad) return std::fputs(kUsage, stderr), 2;
   if (command == "info") return CommandInfo(session, parsed);

@@ -1,0 +1,82 @@
+#!/usr/bin/python3
+"""wavehost info --json, parsed, agrees with an independent reading of the
+same files (Python's own RIFF parsing) and with the properties rules.
+
+usage: host_info_json.py WAVEHOST [RUNNER...]"""
+import json
+import os
+import struct
+import subprocess
+import sys
+import tempfile
+
+HOST = sys.argv[1:]
+if len(HOST) > 1:
+    HOST = HOST[1:] + HOST[:1]
+failures = []
+passed = 0
+
+
+def expect(what, got, want):
+    global passed
+    if got == want:
+        passed += 1
+    else:
+        failures.append(f"{what}: got {got!r}, want {want!r}")
+
+
+def chunks(path):
+    """(id, size) of every top-level chunk, and the fmt fields."""
+    with open(path, "rb") as f:
+        data = f.read()
+    out, pos, fmt = [], 12, None
+    while pos + 8 <= len(data):
+        cid, size = data[pos:pos + 4].decode("latin-1"), struct.unpack("<I", data[pos + 4:pos + 8])[0]
+        out.append((cid, size))
+        if cid == "fmt ":
+            fmt = struct.unpack("<HHIIHH", data[pos + 8:pos + 24])
+        pos += 8 + size + (size & 1)
+    return out, fmt
+
+
+def grouped(n):
+    return f"{n:,}"
+
+
+with tempfile.TemporaryDirectory() as work:
+    cases = [
+        ("stereo16", ["-ac", "2", "-ar", "48000", "-c:a", "pcm_s16le"], "DAT (Lossless)", "Left, Right"),
+        ("mono24", ["-ac", "1", "-ar", "96000", "-c:a", "pcm_s24le"], "DVD (Lossless)", "Center"),
+        # ffmpeg writes float with an extensible header (mask 0x3): mask names join with two blanks.
+        ("float", ["-ac", "2", "-ar", "44100", "-c:a", "pcm_f32le"], "Perfect (Lossless)", "Left,  Right"),
+    ]
+    for name, args, quality, layout in cases:
+        path = os.path.join(work, name + ".wav")
+        subprocess.run(["ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", "sine=d=1.25", *args,
+                        "-metadata", "title=Json " + name, path], check=True)
+        info = json.loads(subprocess.run(HOST + ["info", path, "--json"], check=True, capture_output=True).stdout)
+        listed, (tag, channels, rate, byte_rate, align, bits) = chunks(path)
+        data_bytes = dict(listed)["data"]
+        fmt = info["format"]
+        expect(name + " channels", fmt["channels"], channels)
+        expect(name + " rate", fmt["sampleRate"], rate)
+        expect(name + " bits", fmt["bitsPerSample"], bits)
+        expect(name + " byte rate", fmt["bytesPerSecond"], byte_rate)
+        expect(name + " data bytes", info["dataBytes"], data_bytes - data_bytes % align)
+        expect(name + " length", info["lengthMs"], (data_bytes - data_bytes % align) * 1000 // byte_rate)
+        expect(name + " samples", info["samples"], data_bytes // align)
+        expect(name + " bit rate", info["bitRate"], byte_rate * 8)
+        props = info["properties"]
+        expect(name + " sample count", props.get("Sample Count"), grouped(data_bytes // align))
+        expect(name + " quality", props.get("Audio Quality"), quality)
+        expect(name + " layout", props.get("Channel Mapping"), layout)
+        expect(name + " chunk map", props.get("Riff Chunks"),
+               ",  ".join(f"'{cid}' {grouped(size)} {'byte' if size == 1 else 'bytes'}" for cid, size in listed))
+        titles = [t["values"] for t in info["tags"] if t["name"] == "Title"]
+        expect(name + " title", titles, [["Json " + name]])
+        expect(name + " length text", info["length"], "0:00:01.250")
+
+for f in failures:
+    print("FAIL", f)
+print(f"{passed} passed, {len(failures)} failed")
+sys.exit(1 if failures else 0)

@@ -233,3 +233,43 @@ TEST(TagRead, SummaryNamesTheSourcesThatDeliveredTags) {
     engine.Close(0);
   }
 }
+
+TEST(TagRead, OverridesSetByTheHostRenameTpe2AndTit1) {
+  TempDir dir;
+  dir.Write("o.wav", Audio().Data(Bytes(8, 0)).Chunk("id3 ", Id3v23({{"TPE2", "Band"}, {"TIT1", "Group"}})).Build());
+  const std::u16string name = dir.File("o.wav");
+  struct Case {
+    int tpe2, tit1;  // -1: not set
+    const char16_t *albumArtist, *orchestra, *contentGroup, *style;
+  } cases[] = {
+      {-1, -1, u"Band", u"(none)", u"Group", u"(none)"},
+      {2, 2, u"(none)", u"Band", u"(none)", u"Group"},
+      {1, 5, u"Band", u"(none)", u"(none)", u"Group"},
+  };
+  for (const auto& c : cases) {
+    TraceCapture cap;
+    Plugin& p = LoadedPlugin();
+    void* d = p.Create(&cap.context());
+    SetRecord set{};
+    if (c.tpe2 >= 0) {
+      set.Value = c.tpe2;
+      EXPECT_EQ(p.Set(d, W(u"TPE2OptionOverride"), &set), 0);  // handled, yet 0 on purpose
+    }
+    if (c.tit1 >= 0) {
+      set.Value = c.tit1;
+      EXPECT_EQ(p.Set(d, W(u"TIT1OptionOverride"), &set), 0);
+    }
+    OpenRecord record{};
+    record.FileName = W(name);
+    record.Flags = kOpenReadTags;
+    ASSERT_EQ(p.Open(d, &record), 1);
+    Read r;
+    r.tags = ParseTagBlock(record.TagData, record.TagDataBytes);
+    p.Close(d, 0);
+    p.Destroy(d);
+    EXPECT_EQ(r.Value(u"Album Artist"), c.albumArtist) << c.tpe2;
+    EXPECT_EQ(r.Value(u"Orchestra"), c.orchestra) << c.tpe2;
+    EXPECT_EQ(r.Value(u"Content Group"), c.contentGroup) << c.tit1;
+    EXPECT_EQ(r.Value(u"Style"), c.style) << c.tit1;
+  }
+}

@@ -5,13 +5,14 @@
 namespace {
 // The decoders built in here, named as the Windows build's decoders answer, so
 // that a file is described alike on both.
-constexpr std::array<FormatTagNameEntry, 7> kInstalledDecoders = {{
+constexpr std::array<FormatTagNameEntry, 8> kInstalledDecoders = {{
     {kWaveFormatPcm, u"PCM"},
     {kWaveFormatAdpcm, u"Microsoft ADPCM"},
     {kWaveFormatAlaw, u"A-Law"},
     {kWaveFormatMulaw, u"U-Law"},
     {kWaveFormatImaAdpcm, u"IMA ADPCM"},
     {kWaveFormatGsm610, u"GSM 6.10"},
+    {kWaveFormatMpeg, u"MPeg"},
     {kWaveFormatMpegLayer3, u"MPeg3"},
 }};
 }  // namespace

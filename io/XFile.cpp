@@ -1,5 +1,8 @@
 #include "io/XFile.h"
 
+#include <algorithm>
+#include <vector>
+
 #include "io/Text.h"
 
 namespace {
@@ -108,4 +111,64 @@ bool XFile::FinishRewrite() {
 void XFile::DiscardRewrite() {
   Close();
   RemoveFile(path_);
+}
+
+namespace {
+// Tests only; a single flag test costs nothing measurable when disarmed.
+struct FaultState {
+  bool armed = false;
+  int failAt = 0;
+  int count = 0;
+};
+FaultState gFault;
+
+// ERROR_WRITE_FAULT: what a device that stopped answering reports.
+constexpr std::uint32_t kErrorWriteFault = 29;
+
+// Big enough that moving a long tail costs few calls, small enough to stay off the heap's large-block path.
+constexpr std::int64_t kMoveBlock = 1 << 20;
+}  // namespace
+
+namespace xfile_fault {
+void Arm(int k) { gFault = {true, k, 0}; }
+void Disarm() { gFault = {}; }
+int Count() { return gFault.count; }
+}  // namespace xfile_fault
+
+bool XFile::InjectedFault() {
+  if (!gFault.armed) return false;
+  ++gFault.count;
+  if (gFault.failAt <= 0 || gFault.count < gFault.failAt) return false;
+  lastError_ = kErrorWriteFault;
+  return true;
+}
+
+bool XFile::OpenUp(std::int64_t position, std::int64_t amount) {
+  const std::int64_t size = Size();
+  if (size < 0 || position < 0 || amount < 0 || position > size) return false;
+  if (amount == 0) return true;
+  std::vector<std::uint8_t> block(std::size_t(std::min(kMoveBlock, std::max<std::int64_t>(size - position, 1))));
+  // From the end backwards, so that no block is overwritten before it has moved.
+  for (std::int64_t end = size; end > position;) {
+    const std::int64_t start = std::max(position, end - std::int64_t(block.size()));
+    const std::int64_t n = end - start;
+    if (!Seek(start) || Read(block.data(), n) != n) return false;
+    if (!Seek(start + amount) || !Write(block.data(), n)) return false;
+    end = start;
+  }
+  return true;
+}
+
+bool XFile::CloseUp(std::int64_t position, std::int64_t amount) {
+  const std::int64_t size = Size();
+  if (size < 0 || position < 0 || amount < 0 || amount > size - position) return false;
+  if (amount == 0) return true;
+  std::vector<std::uint8_t> block(std::size_t(std::min(kMoveBlock, std::max<std::int64_t>(size - position, 1))));
+  for (std::int64_t from = position + amount; from < size;) {
+    const std::int64_t n = std::min<std::int64_t>(std::int64_t(block.size()), size - from);
+    if (!Seek(from) || Read(block.data(), n) != n) return false;
+    if (!Seek(from - amount) || !Write(block.data(), n)) return false;
+    from += n;
+  }
+  return SetSize(size - amount);
 }

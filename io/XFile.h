@@ -64,6 +64,11 @@ class XFile {
   bool SetSize(std::int64_t length);
   // Renames this object's path to `to`, replacing an existing file; path() keeps the old name.
   bool Rename(std::u16string_view to);
+  // Moves everything from position to the end back by amount bytes, last block first;
+  // the gap keeps its old bytes. Only for files nobody else relies on while it runs.
+  bool OpenUp(std::int64_t position, std::int64_t amount);
+  // Moves everything from position + amount to the end forward by amount and shortens the file.
+  bool CloseUp(std::int64_t position, std::int64_t amount);
 
   // Deletes a file; on access denied clears the read-only attribute and tries once more.
   static bool RemoveFile(std::u16string_view path, bool secondTry = false);
@@ -101,6 +106,8 @@ class XFile {
   // Milliseconds of a monotonic clock, and a sleep of the calling thread.
   static std::uint64_t TickMs();
   static void SleepMs(std::uint32_t ms);
+  // True when an armed test fault makes this write, seek or rename fail (xfile_fault).
+  bool InjectedFault();
 
   std::u16string path_;
   FileHandle handle_ = kInvalidFileHandle;
@@ -111,3 +118,13 @@ class XFile {
   bool commit_ = false;
   std::uint32_t lastError_ = 0;
 };
+
+// Test-only fault injection for writes, seeks and renames of every XFile in
+// the process: armed with k, the k-th such call from then on fails, and so
+// does every later one, as if the process had stopped there. Arm(0) only counts.
+namespace xfile_fault {
+void Arm(int k);
+void Disarm();
+// Writes, seeks and renames since the last Arm.
+int Count();
+}  // namespace xfile_fault

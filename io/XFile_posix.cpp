@@ -171,6 +171,7 @@ std::int64_t XFile::Read(void* buffer, std::int64_t count, bool* error) {
 }
 
 bool XFile::Write(const void* buffer, std::int64_t count) {
+  if (InjectedFault()) return false;
   if (count == 0) return true;
   if (count < 0 || buffer == nullptr || !IsOpen()) {
     lastError_ = 87;
@@ -192,6 +193,7 @@ bool XFile::Write(const void* buffer, std::int64_t count) {
 }
 
 bool XFile::Seek(std::int64_t position, SeekOrigin origin) {
+  if (InjectedFault()) return false;
   const int whence = origin == SeekOrigin::Begin ? SEEK_SET : origin == SeekOrigin::Current ? SEEK_CUR : SEEK_END;
   if (::lseek(Descriptor(handle_), off_t(position), whence) < 0) {
     lastError_ = WindowsError(errno);
@@ -229,6 +231,7 @@ bool XFile::SetSize(std::int64_t length) {
 }
 
 bool XFile::Rename(std::u16string_view to) {
+  if (InjectedFault()) return false;
   if (path_.empty() || to.empty()) {
     lastError_ = 87;
     return false;

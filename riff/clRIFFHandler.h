@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -51,6 +52,39 @@ class clRIFFHandler : public XFile {
   bool NeedsRF64() const { return RiffSize >= 0xFFFFFFFFu; }
   void MarkChunksDirtyFrom(std::size_t index);
 
+  // Writer side. The list and the file stay consistent after every operation;
+  // an edit that must move bytes already in the file goes to a temporary copy
+  // beside it, which CommitEdits renames over the file.
+  ~clRIFFHandler();
+  // Stores the log and scans the file this handler opened itself (and owns).
+  bool InitializeOwned(const TraceContext& log);
+  // Writes a complete chunk (header included) at index, as a new record when insert is set
+  // (index -1 or past the end appends); odd lengths get their zero pad byte.
+  bool WriteThisCompleteChunk(int index, std::span<const std::uint8_t> chunk, bool insert);
+  // Writes the dirty chunk headers, the 'ds64' chunk of an RF64 file and the container header;
+  // promotes a file past 4 GiB to RF64 when AllowRF64 is set.
+  bool WriteChunkHeaders();
+  // Inserts a chunk before index (index = count or -1: at the end) with a padding chunk behind it;
+  // paddingType 0 'JUNK', 1 'PAD ', 2 none; paddingSize 0 means 2048.
+  bool InsertChunk(int index, std::span<const std::uint8_t> chunk, int paddingType, std::uint32_t paddingSize);
+  // Gives the chunk at index new bytes (header included), in its place.
+  bool ReplaceChunk(int index, std::span<const std::uint8_t> chunk, int paddingType, std::uint32_t paddingSize);
+  // Removes the chunk at index: into the padding behind it, as padding in place, or out of the file.
+  bool RemoveChunk(int index, int paddingType);
+  // Writes the 'ds64' chunk (header, the three sizes, an empty table) from the list.
+  bool WriteDs64();
+  // Renames the temporary copy over the file when the edits needed one; true when none did.
+  bool CommitEdits();
+  // Deletes the temporary copy, if any; the file stays as it was.
+  void DiscardEdits();
+  bool Rewriting() const { return rewriting_; }
+  // The index of a record of this list, or -1.
+  int IndexOf(const RIFFChunkInfo* record) const;
+  // Bytes of padding an insertion adds: none for type 2, else at least 256 and even.
+  static std::uint64_t PaddingLength(int paddingType, std::uint32_t paddingSize);
+  // May a file that outgrows 4 GiB become RF64?
+  bool AllowRF64 = false;
+
   std::size_t ChunkCount() const { return Chunks.size(); }
   RIFFChunkInfo& Chunk(std::size_t index) { return *Chunks[index]; }
   const RIFFChunkInfo& Chunk(std::size_t index) const { return *Chunks[index]; }
@@ -68,6 +102,23 @@ class clRIFFHandler : public XFile {
  protected:
   std::vector<std::unique_ptr<RIFFChunkInfo>> Chunks;
   TraceContext log_{};
+
+ private:
+  // Where writes go: the file itself, or its temporary copy once one exists.
+  XFile& Out() { return rewriting_ ? rewrite_ : *this; }
+  // Replaces the bytes [from, to) of the file by a gap of `gap` bytes (contents undefined).
+  bool Splice(std::uint64_t from, std::uint64_t to, std::uint64_t gap);
+  bool AppendChunk(std::span<const std::uint8_t> chunk, std::uint64_t oldEnd);
+  bool WriteIntoPadding(std::size_t index, std::span<const std::uint8_t> chunk);
+  bool ReplaceInRoom(std::size_t index, std::span<const std::uint8_t> chunk, std::uint64_t room, int paddingType);
+  bool WritePaddingChunk(std::size_t index, int paddingType, std::uint64_t length);
+  bool MakeRoomForDs64();
+  std::uint64_t SampleCountForDs64(std::uint64_t dataSize);
+  // Shortens the file to the end of the RIFF area when what lay beyond it was a chunk now gone.
+  bool TrimAfterShrink(std::uint64_t fileSize, std::uint64_t oldEnd, const char* function);
+
+  XFile rewrite_;
+  bool rewriting_ = false;
 };
 
 constexpr std::uint32_t Low32(std::uint64_t v) { return std::uint32_t(v); }

@@ -1,0 +1,588 @@
+// The writing half of clRIFFHandler: brings the file in line with the chunk list.
+//
+// Audio is never at risk. An edit that must move bytes already in the file
+// (an insertion before a chunk, a chunk that outgrows its room, a removal
+// that leaves no padding) copies the file once into a temporary file beside
+// it, works there, and CommitEdits renames the copy over the original; until
+// then the original is untouched. Every other edit happens in place and
+// touches only tag chunks, padding and headers, in an order such that a
+// reader following the headers never meets a half-written one: new bytes go
+// where the current headers do not lead, and one header write switches over.
+#include <algorithm>
+#include <array>
+
+#include "codec/Trace.h"
+#include "io/ByteReader.h"
+#include "io/ByteWriter.h"
+#include "io/Text.h"
+#include "riff/clRIFFHandler.h"
+
+namespace {
+constexpr const char* kInitialize = "clRIFFHandler::Initialize";
+constexpr const char* kWriteChunk = "clRIFFHandler::WriteThisCompleteChunk";
+constexpr const char* kWriteHeaders = "clRIFFHandler::WriteChunkHeaders";
+constexpr const char* kInsert = "clRIFFHandler::InsertChunk";
+constexpr const char* kReplace = "clRIFFHandler::ReplaceChunk";
+constexpr const char* kRemove = "clRIFFHandler::RemoveChunk";
+constexpr const char* kDs64 = "clRIFFHandler::WriteDs64";
+constexpr const char* kRewrite = "clRIFFHandler::Rewrite";
+
+constexpr std::uint32_t kDefaultPadding = 2048;
+// Below this a padding chunk would rarely hold the next tag edit.
+constexpr std::uint32_t kMinPadding = 256;
+constexpr std::uint64_t kDs64ChunkTotal = clRIFFHandler::kChunkHeaderSize + clRIFFHandler::kDs64Size;
+constexpr std::uint64_t kLimit32 = 0xFFFFFFFFu;
+constexpr std::size_t kCopyBlock = std::size_t(4) << 20;
+constexpr std::size_t kZeroBlock = 65536;
+// The temporary copy lives beside the file, so that the rename never crosses a volume.
+constexpr std::u16string_view kTempSuffix = u"~tagedit.tmp";
+
+constexpr std::uint32_t kJunk = MakeFourCC("JUNK");
+constexpr std::uint32_t kPad = MakeFourCC("PAD ");
+constexpr std::uint32_t kDs64Id = MakeFourCC("ds64");
+
+// Format tags whose sample frames are whole blocks: PCM, IEEE float, A-law, mu-law, extensible.
+constexpr std::array<std::uint16_t, 5> kFrameFormats = {1, 3, 6, 7, 0xFFFE};
+constexpr std::size_t kFmtBlockAlignOffset = 12;
+constexpr std::size_t kFmtMinSize = 14;  // the oldest header form ends after the block alignment
+
+std::uint64_t Padded(std::uint64_t size) { return size + (size & 1); }
+std::uint64_t Total(const RIFFChunkInfo& c) { return clRIFFHandler::kChunkHeaderSize + Padded(c.DataSize); }
+std::uint64_t End(const RIFFChunkInfo& c) { return c.ChunkPosition + Total(c); }
+bool IsPadding(std::uint32_t id) { return FourCCMatches(id, "JUNK", true) || FourCCMatches(id, "PAD ", true); }
+
+std::array<std::uint8_t, clRIFFHandler::kChunkHeaderSize> Header(std::uint32_t id, std::uint64_t size) {
+  std::vector<std::uint8_t> bytes;
+  ByteWriter w(bytes);
+  w.FourCC(id);
+  w.U32(Clamp32(size));
+  std::array<std::uint8_t, clRIFFHandler::kChunkHeaderSize> out{};
+  std::copy(bytes.begin(), bytes.end(), out.begin());
+  return out;
+}
+
+std::uint32_t IdOf(std::span<const std::uint8_t> chunk) {
+  ByteReader r(chunk);
+  return r.FourCC();
+}
+
+bool WriteAt(XFile& out, std::uint64_t position, std::span<const std::uint8_t> bytes, const TraceContext& log,
+             const char* function) {
+  if (!out.Seek(std::int64_t(position))) {
+    TraceError(u"Error Setting File Position.", log, function);
+    return false;
+  }
+  if (!out.Write(bytes.data(), std::int64_t(bytes.size()))) {
+    TraceError(u"Error writing to file, disk full?", log, function);
+    return false;
+  }
+  return true;
+}
+
+bool WriteZeros(XFile& out, std::uint64_t position, std::uint64_t count, const TraceContext& log,
+                const char* function) {
+  const std::vector<std::uint8_t> zeros(std::size_t(std::min<std::uint64_t>(count, kZeroBlock)), 0);
+  while (count > 0) {
+    const std::size_t n = std::size_t(std::min<std::uint64_t>(count, zeros.size()));
+    if (!WriteAt(out, position, std::span(zeros).first(n), log, function)) return false;
+    position += n;
+    count -= n;
+  }
+  return true;
+}
+
+// Copies [from, to) of `in` to `at` in `out`.
+bool CopyRange(XFile& in, std::uint64_t from, std::uint64_t to, XFile& out, std::uint64_t at,
+               std::vector<std::uint8_t>& buffer) {
+  if (from >= to) return true;
+  if (!in.Seek(std::int64_t(from)) || !out.Seek(std::int64_t(at))) return false;
+  for (std::uint64_t left = to - from; left > 0;) {
+    const auto n = std::int64_t(std::min<std::uint64_t>(left, buffer.size()));
+    if (in.Read(buffer.data(), n) != n || !out.Write(buffer.data(), n)) return false;
+    left -= std::uint64_t(n);
+  }
+  return true;
+}
+}  // namespace
+
+clRIFFHandler::~clRIFFHandler() { DiscardEdits(); }
+
+bool clRIFFHandler::InitializeOwned(const TraceContext& log) {
+  log_ = log;
+  TraceScope scope(log_, kInitialize);
+  RiffID = MakeFourCC("RIFF");
+  FormType = MakeFourCC("WAVE");
+  CalcAllChunks();
+  scope.Ok();
+  return ScanFile();
+}
+
+int clRIFFHandler::IndexOf(const RIFFChunkInfo* record) const {
+  for (std::size_t i = 0; i < Chunks.size(); ++i)
+    if (Chunks[i].get() == record) return int(i);
+  return -1;
+}
+
+std::uint64_t clRIFFHandler::PaddingLength(int paddingType, std::uint32_t paddingSize) {
+  if (paddingType == 2) return 0;
+  std::uint64_t length = std::max(paddingSize == 0 ? kDefaultPadding : paddingSize, kMinPadding);
+  return Padded(length);
+}
+
+bool clRIFFHandler::WriteThisCompleteChunk(int index, std::span<const std::uint8_t> chunk, bool insert) {
+  if (chunk.size() < kChunkHeaderSize) {
+    TraceError(u"Error chunk of " + ToTextU(chunk.size()) + u" bytes has no room for its header.", log_, kWriteChunk);
+    return false;
+  }
+  std::size_t at = 0;
+  if (insert) {
+    at = index < 0 || std::size_t(index) > Chunks.size() ? Chunks.size() : std::size_t(index);
+    Chunks.insert(Chunks.begin() + std::ptrdiff_t(at), std::make_unique<RIFFChunkInfo>());
+  } else {
+    if (index < 0 || std::size_t(index) >= Chunks.size()) {
+      TraceError(u"Error no chunk at index " + ToText(index) + u".", log_, kWriteChunk);
+      return false;
+    }
+    at = std::size_t(index);
+  }
+  RIFFChunkInfo& record = *Chunks[at];
+  record.ChunkID = IdOf(chunk);
+  record.DataSize = chunk.size() - kChunkHeaderSize;
+  record.HeaderDirty = true;
+  CurrentChunk = &record;
+  CalcAllChunks();
+  if (!WriteAt(Out(), record.ChunkPosition, chunk, log_, kWriteChunk)) return false;
+  if (chunk.size() & 1) {
+    const std::uint8_t pad = 0;
+    if (!Out().Write(&pad, 1)) {
+      TraceError(u"Error writing to file, disk full?", log_, kWriteChunk);
+      return false;
+    }
+  }
+  return true;
+}
+
+bool clRIFFHandler::WritePaddingChunk(std::size_t index, int paddingType, std::uint64_t length) {
+  std::vector<std::uint8_t> bytes;
+  ByteWriter w(bytes);
+  w.FourCC(paddingType == 0 ? kJunk : kPad);
+  w.U32(Clamp32(length - kChunkHeaderSize));
+  w.Zeros(std::size_t(length - kChunkHeaderSize));
+  return WriteThisCompleteChunk(int(index), bytes, true);
+}
+
+bool clRIFFHandler::WriteChunkHeaders() {
+  TraceScope scope(log_, kWriteHeaders);
+  CalcAllChunks();
+  if (!IsRF64 && RiffSize >= kLimit32) {
+    if (!AllowRF64) return scope.Error(u"4GB wave limit exceeded.");
+    if (!MakeRoomForDs64()) return scope.Error(u"Could not write proper RIFF64 header.");
+    CalcAllChunks();
+  }
+  XFile& out = Out();
+  const std::int64_t size = out.Size();
+  if (size == 0) {
+    std::vector<std::uint8_t> head;
+    ByteWriter w(head);
+    w.FourCC(RiffID);
+    w.U32(Clamp32(RiffSize));
+    w.FourCC(FormType);
+    if (!out.Seek(0)) return scope.Error(u"Error Setting File Position to 0.");
+    if (!out.Write(head.data(), std::int64_t(head.size()))) return scope.Error(u"Error writing to file, disk full?");
+  }
+  for (auto& chunk : Chunks) {
+    if (!chunk->HeaderDirty) continue;
+    chunk->HeaderDirty = false;
+    // WriteDs64 writes that header together with its data, in one piece.
+    if (IsRF64 && chunk->ChunkID == kDs64Id) continue;
+    scope.Line(u"Writing Chunk Header '" + FourCCToText(chunk->ChunkID) + u"'  Length: " + ToTextU(chunk->DataSize) +
+               u"  ChunkPosition: " + ToTextU(chunk->ChunkPosition) + u"  ChunkDataPos: " +
+               ToTextU(chunk->FileDataPosition));
+    // In an RF64 file the audio's real size is in 'ds64'; its own header keeps the marker readers expect.
+    const bool rf64Data = IsRF64 && FourCCMatches(chunk->ChunkID, "data", true);
+    const auto head = Header(chunk->ChunkID, rf64Data ? kLimit32 : chunk->DataSize);
+    if (!out.Seek(std::int64_t(chunk->ChunkPosition)))
+      return scope.Error(u"Error Setting File Chunk Position, lack of disk space?");
+    if (!out.Write(head.data(), std::int64_t(head.size()))) return scope.Error(u"Error writing to file, disk full?");
+  }
+  // 'ds64' before the container header: a file must not say RF64 before its sizes are there.
+  if (IsRF64 && !WriteDs64()) return scope.Error(u"Could not write proper RIFF64 header.");
+  std::vector<std::uint8_t> head;
+  ByteWriter w(head);
+  RiffID = MakeFourCC(IsRF64 ? "RF64" : "RIFF");
+  w.FourCC(RiffID);
+  w.U32(Clamp32(IsRF64 ? kLimit32 : RiffSize));
+  w.FourCC(FormType);
+  if (!out.Seek(0)) return scope.Error(u"Error Setting File Position to 0.");
+  if (!out.Write(head.data(), std::int64_t(head.size()))) return scope.Error(u"Error writing to file, disk full?");
+  return scope.Ok();
+}
+
+std::uint64_t clRIFFHandler::SampleCountForDs64(std::uint64_t dataSize) {
+  // The audio never changes in a tag edit: a count the file already gave stays.
+  if (Ds64SampleCount != 0 && Ds64DataSize == dataSize) return Ds64SampleCount;
+  std::vector<std::uint8_t> fmt;
+  for (const auto& c : Chunks) {
+    if (c->ChunkID != MakeFourCC("fmt ") || c->DataSize >= kMaxFmtChunk || c->DataSize < kFmtMinSize) continue;
+    fmt.resize(std::size_t(c->DataSize));
+    if (!Out().Seek(std::int64_t(c->FileDataPosition)) ||
+        Out().Read(fmt.data(), std::int64_t(fmt.size())) != std::int64_t(fmt.size()))
+      fmt.clear();
+    break;
+  }
+  if (fmt.empty()) return 0;
+  ByteReader r(fmt);
+  const std::uint16_t tag = r.U16();
+  r.Skip(kFmtBlockAlignOffset - 2);
+  const std::uint16_t blockAlign = r.U16();
+  const bool frames = std::find(kFrameFormats.begin(), kFrameFormats.end(), tag) != kFrameFormats.end();
+  if (!frames) {
+    // Compressed audio: the 'fact' chunk counts the samples, the blocks do not.
+    for (const auto& c : Chunks) {
+      if (!FourCCMatches(c->ChunkID, "fact", true) || c->DataSize < 4) continue;
+      std::array<std::uint8_t, 4> fact{};
+      if (Out().Seek(std::int64_t(c->FileDataPosition)) && Out().Read(fact.data(), 4) == 4) {
+        ByteReader f(fact);
+        return f.U32();
+      }
+    }
+  }
+  return dataSize / (blockAlign ? blockAlign : 1);
+}
+
+bool clRIFFHandler::WriteDs64() {
+  RIFFChunkInfo* ds64 = nullptr;
+  for (auto& c : Chunks)
+    if (c->ChunkID == kDs64Id && c->DataSize >= kDs64Size) {
+      ds64 = c.get();
+      break;
+    }
+  if (!ds64) return false;
+  const RIFFChunkInfo* data = FindChunk("data");
+  const std::uint64_t dataSize = data ? data->DataSize : 0;
+  const std::uint64_t samples = SampleCountForDs64(dataSize);
+  std::vector<std::uint8_t> bytes;
+  ByteWriter w(bytes);
+  w.FourCC(kDs64Id);
+  w.U32(Clamp32(ds64->DataSize));
+  for (const std::uint64_t v : {RiffSize, dataSize, samples}) {
+    w.U32(Low32(v));
+    w.U32(High32(v));
+  }
+  w.U32(0);  // no table: no chunk but 'data' outgrows 32 bits
+  if (!WriteAt(Out(), ds64->ChunkPosition, bytes, log_, kDs64)) return false;
+  if (!WriteZeros(Out(), ds64->FileDataPosition + kDs64Size, ds64->DataSize - kDs64Size, log_, kDs64)) return false;
+  Ds64RiffSize = RiffSize;
+  Ds64DataSize = dataSize;
+  Ds64SampleCount = samples;
+  return true;
+}
+
+// Room for 'ds64': a chunk of that name already there; else a 'JUNK' chunk
+// before 'data' big enough for it (the first one, which is where writers that
+// plan for RF64 put it), split when it is bigger; else a new chunk at the very
+// front, where RF64 readers look for it, through the temporary copy.
+bool clRIFFHandler::MakeRoomForDs64() {
+  for (auto& c : Chunks)
+    if (c->ChunkID == kDs64Id && c->DataSize >= kDs64Size) {
+      IsRF64 = true;
+      return true;
+    }
+  const int dataIndex = FindDataChunkIndex();
+  const std::size_t limit = dataIndex < 0 ? Chunks.size() : std::size_t(dataIndex);
+  for (std::size_t i = 0; i < limit; ++i) {
+    RIFFChunkInfo& junk = *Chunks[i];
+    if (!FourCCMatches(junk.ChunkID, "JUNK", true) || junk.DataSize < kDs64Size) continue;
+    const std::uint64_t total = Total(junk);
+    junk.ChunkID = kDs64Id;
+    junk.HeaderDirty = true;
+    if (total >= kDs64ChunkTotal + kChunkHeaderSize) {
+      junk.DataSize = kDs64Size;
+      auto rest = std::make_unique<RIFFChunkInfo>();
+      rest->ChunkID = kJunk;
+      rest->DataSize = total - kDs64ChunkTotal - kChunkHeaderSize;
+      rest->HeaderDirty = true;
+      Chunks.insert(Chunks.begin() + std::ptrdiff_t(i + 1), std::move(rest));
+    }
+    IsRF64 = true;
+    CalcAllChunks();
+    return true;
+  }
+  if (!Splice(kRiffHeaderSize, kRiffHeaderSize, kDs64ChunkTotal)) return false;
+  auto ds64 = std::make_unique<RIFFChunkInfo>();
+  ds64->ChunkID = kDs64Id;
+  ds64->DataSize = kDs64Size;
+  Chunks.insert(Chunks.begin(), std::move(ds64));
+  IsRF64 = true;
+  CalcAllChunks();
+  return true;
+}
+
+bool clRIFFHandler::Splice(std::uint64_t from, std::uint64_t to, std::uint64_t gap) {
+  if (rewriting_) {
+    // The copy is ours alone: its bytes may move in place.
+    const std::uint64_t removed = to - from;
+    const bool ok = gap >= removed ? rewrite_.OpenUp(std::int64_t(to), std::int64_t(gap - removed))
+                                   : rewrite_.CloseUp(std::int64_t(from + gap), std::int64_t(removed - gap));
+    if (!ok) TraceError(u"Error writing to file, disk full?", log_, kRewrite);
+    return ok;
+  }
+  if (path().empty()) {
+    TraceError(u"Error the file must be rewritten, but its name is not known.", log_, kRewrite);
+    return false;
+  }
+  const std::u16string temp = path() + std::u16string(kTempSuffix);
+  if (!rewrite_.Create(temp)) {
+    TraceError(XFile::OpenErrorText(temp, rewrite_.LastError()), log_, kRewrite);
+    return false;
+  }
+  rewriting_ = true;
+  Trace(u"Rewriting through '" + temp + u"'", log_, kRewrite, true);
+  const std::int64_t size = Size();
+  const std::uint64_t end = size < 0 ? 0 : std::uint64_t(size);
+  from = std::min(from, end);
+  to = std::clamp(to, from, end);
+  std::vector<std::uint8_t> buffer(std::size_t(std::min<std::uint64_t>(kCopyBlock, std::max<std::uint64_t>(end, 1))));
+  if (size < 0 || !CopyRange(*this, 0, from, rewrite_, 0, buffer) ||
+      !CopyRange(*this, to, end, rewrite_, from + gap, buffer)) {
+    TraceError(u"Error writing to file, disk full?", log_, kRewrite);
+    DiscardEdits();
+    return false;
+  }
+  return true;
+}
+
+bool clRIFFHandler::CommitEdits() {
+  if (!rewriting_) return true;
+  rewriting_ = false;
+  Close();  // the rename cannot replace a file that is still open
+  rewrite_.SetRewriteTarget(path());
+  rewrite_.SetCommit(true);
+  if (rewrite_.FinishRewrite()) return true;
+  TraceError(
+      u"Error cannot replace '" + path() + u"' with its rewritten copy. (Win:" + ToTextU(rewrite_.LastError()) + u")",
+      log_, kRewrite);
+  return false;
+}
+
+void clRIFFHandler::DiscardEdits() {
+  if (!rewriting_) return;
+  rewriting_ = false;
+  rewrite_.DiscardRewrite();
+}
+
+bool clRIFFHandler::TrimAfterShrink(std::uint64_t fileSize, std::uint64_t oldEnd, const char* function) {
+  // Bytes that lay beyond the old RIFF area are not ours to cut.
+  const std::uint64_t newEnd = RiffSize + 8;
+  if (fileSize <= newEnd || fileSize > oldEnd) return true;
+  if (Out().SetSize(std::int64_t(newEnd))) return true;
+  TraceError(u"Error cannot set the file size to " + ToTextU(newEnd) + u".", log_, function);
+  return false;
+}
+
+bool clRIFFHandler::AppendChunk(std::span<const std::uint8_t> chunk, std::uint64_t oldEnd) {
+  CalcAllChunks();
+  const std::int64_t size = Out().Size();
+  if (!Chunks.empty()) {
+    RIFFChunkInfo& last = *Chunks.back();
+    // A recording cut short: its header claims more than the file holds, and
+    // would swallow the new chunk. It is cut to what is there, and the pad
+    // byte it may lack is written.
+    std::array<std::uint8_t, kChunkHeaderSize> head{};
+    if (Out().Seek(std::int64_t(last.ChunkPosition)) && Out().Read(head.data(), 8) == 8) {
+      ByteReader r(head);
+      r.FourCC();
+      const std::uint32_t claimed = r.U32();
+      const bool rf64Data = IsRF64 && FourCCMatches(last.ChunkID, "data", true);
+      if (!rf64Data && claimed != Clamp32(last.DataSize)) last.HeaderDirty = true;
+    }
+    if (last.DataSize & 1) {
+      const std::array<std::uint8_t, 1> pad{};
+      if (!WriteAt(Out(), last.FileDataPosition + last.DataSize, pad, log_, kInsert)) return false;
+    }
+  }
+  if (!WriteThisCompleteChunk(-1, chunk, true)) return false;
+  return TrimAfterShrink(size < 0 ? 0 : std::uint64_t(size), oldEnd, kInsert);
+}
+
+bool clRIFFHandler::WriteIntoPadding(std::size_t index, std::span<const std::uint8_t> chunk) {
+  RIFFChunkInfo& padding = *Chunks[index];
+  const std::uint64_t position = padding.ChunkPosition;
+  const std::uint64_t room = Total(padding);
+  const std::uint64_t dataSize = chunk.size() - kChunkHeaderSize;
+  const std::uint64_t need = kChunkHeaderSize + Padded(dataSize);
+  const std::uint32_t paddingId = padding.ChunkID;
+  XFile& out = Out();
+  // Data and the remaining padding's header first, inside the old padding, where readers do not look.
+  std::vector<std::uint8_t> body(chunk.begin() + kChunkHeaderSize, chunk.end());
+  if (dataSize & 1) body.push_back(0);
+  if (!WriteAt(out, position + kChunkHeaderSize, body, log_, kInsert)) return false;
+  if (room > need && !WriteAt(out, position + need, Header(paddingId, room - need - kChunkHeaderSize), log_, kInsert))
+    return false;
+  if (!WriteAt(out, position, Header(IdOf(chunk), dataSize), log_, kInsert)) return false;
+  padding.ChunkID = IdOf(chunk);
+  padding.DataSize = dataSize;
+  padding.HeaderDirty = false;
+  CurrentChunk = &padding;
+  if (room > need) {
+    auto rest = std::make_unique<RIFFChunkInfo>();
+    rest->ChunkID = paddingId;
+    rest->DataSize = room - need - kChunkHeaderSize;
+    Chunks.insert(Chunks.begin() + std::ptrdiff_t(index + 1), std::move(rest));
+  }
+  CalcAllChunks();
+  return true;
+}
+
+bool clRIFFHandler::InsertChunk(int index, std::span<const std::uint8_t> chunk, int paddingType,
+                                std::uint32_t paddingSize) {
+  TraceScope scope(log_, kInsert);
+  if (chunk.size() < kChunkHeaderSize) return scope.Error(u"Error no chunk to insert.");
+  std::size_t at = index < 0 || std::size_t(index) > Chunks.size() ? Chunks.size() : std::size_t(index);
+  CalcAllChunks();
+  const std::uint64_t oldEnd = RiffSize + 8;
+  if (at + 1 == Chunks.size() && IsPadding(Chunks[at]->ChunkID)) {
+    // Padding at the very end holds nothing: the new chunk takes its place.
+    Chunks.erase(Chunks.begin() + std::ptrdiff_t(at));
+  }
+  const std::uint64_t need = kChunkHeaderSize + Padded(chunk.size() - kChunkHeaderSize);
+  if (at >= Chunks.size()) {
+    if (!AppendChunk(chunk, oldEnd)) return false;
+  } else if (IsPadding(Chunks[at]->ChunkID) &&
+             (Total(*Chunks[at]) == need || Total(*Chunks[at]) >= need + kChunkHeaderSize)) {
+    // Padding that can hold the chunk is used instead of moving what follows.
+    if (!WriteIntoPadding(at, chunk)) return false;
+  } else {
+    const std::uint64_t padding = PaddingLength(paddingType, paddingSize);
+    if (!Splice(Chunks[at]->ChunkPosition, Chunks[at]->ChunkPosition, need + padding)) return false;
+    if (!WriteThisCompleteChunk(int(at), chunk, true)) return false;
+    if (padding >= kChunkHeaderSize && !WritePaddingChunk(at + 1, paddingType, padding)) return false;
+  }
+  if (!WriteChunkHeaders()) return false;
+  return scope.Ok();
+}
+
+// The new chunk fits the room of the old one plus the padding behind it.
+// While the old headers stand, readers skip the old chunk's data and the
+// padding's data; the new bytes go there first, and the chunk's own header,
+// written last, switches to the new layout. When the new bytes would cover
+// the padding's header, the chunk first claims the whole room, so that no
+// reader is ever led to a header that is being overwritten.
+bool clRIFFHandler::ReplaceInRoom(std::size_t index, std::span<const std::uint8_t> chunk, std::uint64_t room,
+                                  int paddingType) {
+  RIFFChunkInfo& record = *Chunks[index];
+  const bool nextIsPadding = index + 1 < Chunks.size() && IsPadding(Chunks[index + 1]->ChunkID);
+  const std::uint64_t position = record.ChunkPosition;
+  const std::uint64_t roomEnd = position + room;
+  const std::uint64_t dataSize = chunk.size() - kChunkHeaderSize;
+  const std::uint64_t newPadding = position + kChunkHeaderSize + Padded(dataSize);
+  const std::uint64_t oldPadding = nextIsPadding ? Chunks[index + 1]->ChunkPosition : roomEnd;
+  const std::uint32_t paddingId = nextIsPadding ? Chunks[index + 1]->ChunkID : paddingType == 1 ? kPad : kJunk;
+  const bool leftover = newPadding < roomEnd;
+  XFile& out = Out();
+
+  if (nextIsPadding && newPadding != oldPadding && newPadding + kChunkHeaderSize > oldPadding) {
+    if (!WriteAt(out, position, Header(record.ChunkID, room - kChunkHeaderSize), log_, kReplace)) return false;
+  }
+  if (leftover && newPadding != oldPadding &&
+      !WriteAt(out, newPadding, Header(paddingId, roomEnd - newPadding - kChunkHeaderSize), log_, kReplace))
+    return false;
+  std::vector<std::uint8_t> body(chunk.begin() + kChunkHeaderSize, chunk.end());
+  if (dataSize & 1) body.push_back(0);
+  if (!WriteAt(out, position + kChunkHeaderSize, body, log_, kReplace)) return false;
+  if (!WriteAt(out, position, Header(IdOf(chunk), dataSize), log_, kReplace)) return false;
+  // What the old chunk held and the padding now covers is cleared: a deleted tag leaves no trace.
+  const std::uint64_t clearEnd = std::min(roomEnd, nextIsPadding ? oldPadding + kChunkHeaderSize : roomEnd);
+  if (leftover && newPadding + kChunkHeaderSize < clearEnd &&
+      !WriteZeros(out, newPadding + kChunkHeaderSize, clearEnd - newPadding - kChunkHeaderSize, log_, kReplace))
+    return false;
+
+  record.ChunkID = IdOf(chunk);
+  record.DataSize = dataSize;
+  record.HeaderDirty = false;
+  CurrentChunk = &record;
+  if (nextIsPadding) Chunks.erase(Chunks.begin() + std::ptrdiff_t(index + 1));
+  if (leftover) {
+    auto rest = std::make_unique<RIFFChunkInfo>();
+    rest->ChunkID = paddingId;
+    rest->DataSize = roomEnd - newPadding - kChunkHeaderSize;
+    Chunks.insert(Chunks.begin() + std::ptrdiff_t(index + 1), std::move(rest));
+  }
+  CalcAllChunks();
+  return true;
+}
+
+// A chunk whose size changes: written in its room when it fits there (with the
+// rest as padding, which padding type 2 allows only where padding already
+// was); rewritten at the end of the file when nothing but padding follows it;
+// otherwise the file is rewritten with the chunk and, as for an insertion, a
+// fresh padding chunk behind it.
+bool clRIFFHandler::ReplaceChunk(int index, std::span<const std::uint8_t> chunk, int paddingType,
+                                 std::uint32_t paddingSize) {
+  TraceScope scope(log_, kReplace);
+  if (chunk.size() < kChunkHeaderSize) return scope.Error(u"Error no chunk to write.");
+  if (index < 0 || std::size_t(index) >= Chunks.size())
+    return scope.Error(u"Error no chunk at index " + ToText(index) + u".");
+  CalcAllChunks();
+  const std::size_t at = std::size_t(index);
+  const bool nextIsPadding = at + 1 < Chunks.size() && IsPadding(Chunks[at + 1]->ChunkID);
+  const std::uint64_t roomEnd = nextIsPadding ? End(*Chunks[at + 1]) : End(*Chunks[at]);
+  const std::uint64_t room = roomEnd - Chunks[at]->ChunkPosition;
+  const std::uint64_t need = kChunkHeaderSize + Padded(chunk.size() - kChunkHeaderSize);
+  bool standsLast = true;
+  for (std::size_t i = at + 1; i < Chunks.size(); ++i) standsLast = standsLast && IsPadding(Chunks[i]->ChunkID);
+
+  if (standsLast) {
+    const std::uint64_t oldEnd = RiffSize + 8;
+    const std::int64_t size = Out().Size();
+    Chunks.erase(Chunks.begin() + std::ptrdiff_t(at + 1), Chunks.end());
+    if (!WriteThisCompleteChunk(index, chunk, false)) return false;
+    if (!TrimAfterShrink(size < 0 ? 0 : std::uint64_t(size), oldEnd, kReplace)) return false;
+  } else if (need == room || (need + kChunkHeaderSize <= room && (nextIsPadding || paddingType != 2))) {
+    if (!ReplaceInRoom(at, chunk, room, paddingType)) return false;
+  } else {
+    const std::uint64_t padding = PaddingLength(paddingType, paddingSize);
+    if (!Splice(Chunks[at]->ChunkPosition, roomEnd, need + padding)) return false;
+    if (nextIsPadding) Chunks.erase(Chunks.begin() + std::ptrdiff_t(at + 1));
+    if (!WriteThisCompleteChunk(index, chunk, false)) return false;
+    if (padding >= kChunkHeaderSize && !WritePaddingChunk(at + 1, paddingType, padding)) return false;
+  }
+  if (!WriteChunkHeaders()) return false;
+  return scope.Ok();
+}
+
+// Nothing moves unless padding type 2 asks for no padding and no padding
+// follows: then the chunk leaves the file through the temporary copy. A last
+// chunk is cut off the end.
+bool clRIFFHandler::RemoveChunk(int index, int paddingType) {
+  TraceScope scope(log_, kRemove);
+  if (index < 0 || std::size_t(index) >= Chunks.size())
+    return scope.Error(u"Error no chunk at index " + ToText(index) + u".");
+  CalcAllChunks();
+  const std::size_t at = std::size_t(index);
+  RIFFChunkInfo& record = *Chunks[at];
+  if (at + 1 < Chunks.size() && IsPadding(Chunks[at + 1]->ChunkID)) {
+    RIFFChunkInfo& next = *Chunks[at + 1];
+    next.DataSize += Padded(record.DataSize) + kChunkHeaderSize;
+    next.HeaderDirty = true;
+    Chunks.erase(Chunks.begin() + std::ptrdiff_t(at));
+    CurrentChunk = &next;
+  } else if (at + 1 == Chunks.size()) {
+    const std::uint64_t oldEnd = RiffSize + 8;
+    const std::int64_t size = Out().Size();
+    Chunks.erase(Chunks.begin() + std::ptrdiff_t(at));
+    CurrentChunk = nullptr;
+    CalcAllChunks();
+    if (!TrimAfterShrink(size < 0 ? 0 : std::uint64_t(size), oldEnd, kRemove)) return false;
+  } else if (paddingType == 0 || paddingType == 1) {
+    record.ChunkID = paddingType == 0 ? kJunk : kPad;
+    record.HeaderDirty = true;
+    CurrentChunk = &record;
+  } else {
+    if (!Splice(record.ChunkPosition, End(record), 0)) return false;
+    Chunks.erase(Chunks.begin() + std::ptrdiff_t(at));
+    CurrentChunk = nullptr;
+  }
+  if (!WriteChunkHeaders()) return false;
+  return scope.Ok();
+}

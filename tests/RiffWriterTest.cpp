@@ -1,0 +1,570 @@
+// The RIFF writer: insertion with padding, reuse of padding, replacement that
+// grows or shrinks, removal into padding, RF64 promotion, and a file that
+// keeps its audio whatever write, seek or rename fails.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <functional>
+
+#include "TraceCapture.h"
+#include "WavBuilder.h"
+#include "codec/Trace.h"
+#include "io/ByteReader.h"
+#include "io/ByteWriter.h"
+#include "io/XFile.h"
+#include "riff/clRIFFHandler.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+// A whole chunk as the writer takes it: header and data, no pad byte.
+Bytes MakeChunk(const std::string& id, const Bytes& data) {
+  Bytes out;
+  ByteWriter w(out);
+  w.Text(id);
+  w.U32(std::uint32_t(data.size()));
+  w.Bytes(data);
+  return out;
+}
+
+const Bytes kAudio = Noise(4000, 7);
+const Bytes kCue = Noise(20, 9);
+
+struct Layout {
+  std::string id;
+  std::uint64_t size;
+  bool operator==(const Layout&) const = default;
+};
+
+void PrintTo(const Layout& l, std::ostream* out) { *out << "'" << l.id << "' " << l.size; }
+
+std::string IdText(std::uint32_t id) {
+  std::string text;
+  for (int i = 0; i < 4; ++i) text.push_back(char(id >> (8 * i)));
+  return text;
+}
+
+// What a reader finds in the file afterwards: the chunks and the bytes of one of them.
+struct Reading {
+  bool scanned = false;
+  std::vector<Layout> layout;
+  Bytes data, cue, chunk;
+  bool rf64 = false;
+  std::uint64_t ds64Data = 0;
+};
+
+Reading Read(const fs::path& file, const std::string& chunkId = "") {
+  Reading r;
+  clRIFFHandler riff;
+  if (!riff.OpenRead(file.u16string())) return r;
+  r.scanned = riff.InitializeOwned(TraceContext{});
+  r.rf64 = riff.IsRF64;
+  r.ds64Data = riff.Ds64DataSize;
+  for (std::size_t i = 0; i < riff.ChunkCount(); ++i) {
+    const RIFFChunkInfo& c = riff.Chunk(i);
+    r.layout.push_back({IdText(c.ChunkID), c.DataSize});
+    const std::string id = IdText(c.ChunkID);
+    Bytes* into = id == "data" ? &r.data : id == "cue " ? &r.cue : id == chunkId ? &r.chunk : nullptr;
+    if (!into || c.DataSize > (64u << 20)) continue;
+    into->resize(std::size_t(c.DataSize));
+    riff.Seek(std::int64_t(c.FileDataPosition));
+    riff.Read(into->data(), std::int64_t(into->size()));
+  }
+  return r;
+}
+
+// Failed operations leave the trace indented, as they should; between tests it starts at the margin again.
+void ResetTraceIndent() {
+  for (int i = 0; i < 4000; ++i) Trace(kExitMarker, TraceContext{}, nullptr, true);
+}
+
+// One edit on a file: open for update, scan, change, commit.
+class Edit {
+ public:
+  explicit Edit(const fs::path& file, bool allowRF64 = false) {
+    opened_ = riff.OpenUpdateMedia(file.u16string()) && riff.InitializeOwned(trace.context());
+    riff.AllowRF64 = allowRF64;
+  }
+  bool Run(const std::function<bool(clRIFFHandler&)>& change) {
+    bool ok = opened_ && change(riff);
+    ok = ok && riff.CommitEdits();
+    riff.DiscardEdits();
+    riff.Close();
+    if (!ok) ResetTraceIndent();
+    return ok;
+  }
+  TraceCapture trace;
+  clRIFFHandler riff;
+
+ private:
+  bool opened_ = false;
+};
+
+std::size_t FilesIn(const fs::path& dir) {
+  return std::size_t(std::distance(fs::directory_iterator(dir), fs::directory_iterator()));
+}
+
+Bytes FmtChunk() { return PcmFormat(1, 2, 44100, 16); }
+}  // namespace
+
+TEST(RiffWriterInsert, BeforeDataOpensUpWithPadding) {
+  const struct Case {
+    int type;
+    std::uint32_t size;
+    std::size_t chunkBytes;
+    std::uint64_t growth;
+    std::vector<Layout> layout;
+  } cases[] = {
+      {0, 0, 100, 100 + 2048, {{"fmt ", 16}, {"test", 92}, {"JUNK", 2040}, {"data", 4000}}},
+      {0, 100, 100, 100 + 256, {{"fmt ", 16}, {"test", 92}, {"JUNK", 248}, {"data", 4000}}},
+      {1, 0, 100, 100 + 2048, {{"fmt ", 16}, {"test", 92}, {"PAD ", 2040}, {"data", 4000}}},
+      {0, 1001, 100, 100 + 1002, {{"fmt ", 16}, {"test", 92}, {"JUNK", 994}, {"data", 4000}}},
+      {0, 16384, 100, 100 + 16384, {{"fmt ", 16}, {"test", 92}, {"JUNK", 16376}, {"data", 4000}}},
+      {2, 0, 100, 100, {{"fmt ", 16}, {"test", 92}, {"data", 4000}}},
+      // An odd chunk is followed by its zero pad byte.
+      {2, 0, 99, 100, {{"fmt ", 16}, {"test", 91}, {"data", 4000}}},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << "type " << c.type << " size " << c.size << " chunk " << c.chunkBytes);
+    TempDir dir;
+    const Bytes before = WavBuilder().Fmt(FmtChunk()).Data(kAudio).Build();
+    const auto file = dir.Write("a.wav", before);
+    const Bytes chunk = MakeChunk("test", Noise(c.chunkBytes - 8, 3));
+    Edit edit(file);
+    ASSERT_TRUE(edit.Run([&](clRIFFHandler& r) { return r.InsertChunk(1, chunk, c.type, c.size); }))
+        << edit.trace.TraceUtf8();
+    EXPECT_TRUE(edit.trace.NoErrors()) << edit.trace.TraceUtf8();
+    const Bytes after = ReadAll(file);
+    EXPECT_EQ(after.size(), before.size() + c.growth);
+    const Reading r = Read(file, "test");
+    EXPECT_EQ(r.layout, c.layout);
+    EXPECT_EQ(r.data, kAudio);
+    EXPECT_EQ(r.chunk, Bytes(chunk.begin() + 8, chunk.end()));
+    // The padding holds zeros, and the pad byte of an odd chunk is zero too.
+    const std::size_t chunkEnd = 12 + 24 + c.chunkBytes;
+    const std::size_t dataHeader = after.size() - kAudio.size() - 8;
+    for (std::size_t i = chunkEnd + (c.chunkBytes & 1 ? 0 : 8); i < dataHeader; ++i) ASSERT_EQ(after[i], 0) << i;
+    EXPECT_EQ(FilesIn(dir.path()), 1u) << "the temporary copy is gone";
+  }
+}
+
+TEST(RiffWriterInsert, PaddingIsReusedOrReplaced) {
+  const Bytes chunk = MakeChunk("test", Noise(92, 3));
+  const struct Case {
+    const char* label;
+    Bytes file;
+    int index;
+    std::vector<Layout> layout;
+    std::int64_t growth;
+  } cases[] = {
+      {"padding before data holds the chunk and the rest stays padding",
+       WavBuilder().Fmt(FmtChunk()).Chunk("JUNK", Bytes(2040)).Data(kAudio).Build(),
+       1,
+       {{"fmt ", 16}, {"test", 92}, {"JUNK", 1940}, {"data", 4000}},
+       0},
+      {"padding of exactly the chunk's size becomes the chunk",
+       WavBuilder().Fmt(FmtChunk()).Chunk("PAD ", Bytes(92)).Data(kAudio).Build(),
+       1,
+       {{"fmt ", 16}, {"test", 92}, {"data", 4000}},
+       0},
+      {"padding too small is opened up like any chunk",
+       WavBuilder().Fmt(FmtChunk()).Chunk("JUNK", Bytes(40)).Data(kAudio).Build(),
+       1,
+       {{"fmt ", 16}, {"test", 92}, {"JUNK", 2040}, {"JUNK", 40}, {"data", 4000}},
+       2148},
+      {"padding at the end is dropped for the chunk",
+       WavBuilder().Fmt(FmtChunk()).Data(kAudio).Chunk("JUNK", Bytes(2040)).Build(),
+       2,
+       {{"fmt ", 16}, {"data", 4000}, {"test", 92}},
+       100 - 2048},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.label);
+    TempDir dir;
+    const auto file = dir.Write("a.wav", c.file);
+    Edit edit(file);
+    ASSERT_TRUE(edit.Run([&](clRIFFHandler& r) { return r.InsertChunk(c.index, chunk, 0, 0); }))
+        << edit.trace.TraceUtf8();
+    const Reading r = Read(file, "test");
+    EXPECT_EQ(r.layout, c.layout);
+    EXPECT_EQ(r.data, kAudio);
+    EXPECT_EQ(r.chunk, Bytes(chunk.begin() + 8, chunk.end()));
+    EXPECT_EQ(std::int64_t(ReadAll(file).size()) - std::int64_t(c.file.size()), c.growth);
+    EXPECT_EQ(FilesIn(dir.path()), 1u);
+  }
+}
+
+TEST(RiffWriterInsert, ShortChunkIsRefused) {
+  TempDir dir;
+  const auto file = dir.Write("a.wav", WavBuilder().Fmt(FmtChunk()).Data(kAudio).Build());
+  Edit edit(file);
+  EXPECT_FALSE(edit.Run([](clRIFFHandler& r) { return r.InsertChunk(1, Bytes{'t', 'e', 's'}, 0, 0); }));
+  EXPECT_TRUE(edit.trace.HasLine(u"*** Error: Error no chunk to insert.  [clRIFFHandler::InsertChunk]"))
+      << edit.trace.TraceUtf8();
+}
+
+TEST(RiffWriterRemove, IntoPaddingInPlaceOrOut) {
+  const Bytes list = Noise(100, 5);
+  const struct Case {
+    const char* label;
+    Bytes file;
+    int type;
+    std::vector<Layout> layout;
+    std::int64_t growth;
+    std::size_t changedFrom, changedTo;  // the only bytes that may differ (in place)
+  } cases[] = {
+      {"absorbed by the padding behind it",
+       WavBuilder().Fmt(FmtChunk()).Chunk("LIST", list).Chunk("JUNK", Bytes(500)).Data(kAudio).Build(),
+       2,
+       {{"fmt ", 16}, {"JUNK", 608}, {"data", 4000}},
+       0,
+       36,
+       44},
+      {"turned into 'JUNK'",
+       WavBuilder().Fmt(FmtChunk()).Chunk("LIST", list).Data(kAudio).Build(),
+       0,
+       {{"fmt ", 16}, {"JUNK", 100}, {"data", 4000}},
+       0,
+       36,
+       40},
+      {"turned into 'PAD '",
+       WavBuilder().Fmt(FmtChunk()).Chunk("LIST", list).Data(kAudio).Build(),
+       1,
+       {{"fmt ", 16}, {"PAD ", 100}, {"data", 4000}},
+       0,
+       36,
+       40},
+      {"no padding wanted: the file is rewritten without it",
+       WavBuilder().Fmt(FmtChunk()).Chunk("LIST", list).Data(kAudio).Build(),
+       2,
+       {{"fmt ", 16}, {"data", 4000}},
+       -108,
+       0,
+       0},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.label);
+    TempDir dir;
+    const auto file = dir.Write("a.wav", c.file);
+    Edit edit(file);
+    ASSERT_TRUE(edit.Run([&](clRIFFHandler& r) { return r.RemoveChunk(1, c.type); })) << edit.trace.TraceUtf8();
+    const Reading r = Read(file);
+    EXPECT_EQ(r.layout, c.layout);
+    EXPECT_EQ(r.data, kAudio);
+    const Bytes after = ReadAll(file);
+    EXPECT_EQ(std::int64_t(after.size()) - std::int64_t(c.file.size()), c.growth);
+    if (c.growth == 0) {
+      for (std::size_t i = 0; i < after.size(); ++i)
+        if (i < c.changedFrom || i >= c.changedTo) {
+          ASSERT_EQ(after[i], c.file[i]) << "byte " << i;
+        }
+    }
+    EXPECT_EQ(FilesIn(dir.path()), 1u);
+  }
+}
+
+TEST(RiffWriterRemove, LastChunkIsCutOff) {
+  for (int type : {0, 1, 2}) {
+    TempDir dir;
+    const Bytes before = WavBuilder().Fmt(FmtChunk()).Data(kAudio).Chunk("id3 ", Noise(101)).Build();
+    const auto file = dir.Write("a.wav", before);
+    Edit edit(file);
+    ASSERT_TRUE(edit.Run([&](clRIFFHandler& r) { return r.RemoveChunk(2, type); }));
+    const Bytes after = ReadAll(file);
+    EXPECT_EQ(after.size(), before.size() - 110) << type;
+    EXPECT_EQ(Read(file).layout, (std::vector<Layout>{{"fmt ", 16}, {"data", 4000}}));
+    EXPECT_EQ(Read(file).data, kAudio);
+  }
+}
+
+TEST(RiffWriterReplace, GrowsAndShrinksWithoutLosingNeighbours) {
+  const Bytes padded = WavBuilder()
+                           .Fmt(FmtChunk())
+                           .Chunk("LIST", Noise(100, 4))
+                           .Chunk("JUNK", Bytes(200))
+                           .Data(kAudio)
+                           .Chunk("cue ", kCue)
+                           .Build();
+  const Bytes tight = WavBuilder().Fmt(FmtChunk()).Chunk("LIST", Noise(100, 4)).Data(kAudio).Build();
+  const Bytes last = WavBuilder().Fmt(FmtChunk()).Data(kAudio).Chunk("LIST", Noise(100, 4)).Build();
+  const struct Case {
+    const char* label;
+    const Bytes& file;
+    int index;
+    std::size_t newSize;
+    int type;
+    std::vector<Layout> layout;
+    std::int64_t growth;
+  } cases[] = {
+      {"smaller: the padding grows",
+       padded,
+       1,
+       50,
+       0,
+       {{"fmt ", 16}, {"LIST", 50}, {"JUNK", 250}, {"data", 4000}, {"cue ", 20}},
+       0},
+      {"larger, within the padding",
+       padded,
+       1,
+       250,
+       0,
+       {{"fmt ", 16}, {"LIST", 250}, {"JUNK", 50}, {"data", 4000}, {"cue ", 20}},
+       0},
+      {"exactly the room of chunk and padding",
+       padded,
+       1,
+       308,
+       0,
+       {{"fmt ", 16}, {"LIST", 308}, {"data", 4000}, {"cue ", 20}},
+       0},
+      {"two bytes more: the padding header moves onto itself",
+       padded,
+       1,
+       102,
+       0,
+       {{"fmt ", 16}, {"LIST", 102}, {"JUNK", 198}, {"data", 4000}, {"cue ", 20}},
+       0},
+      {"four bytes less: the same the other way",
+       padded,
+       1,
+       96,
+       2,
+       {{"fmt ", 16}, {"LIST", 96}, {"JUNK", 204}, {"data", 4000}, {"cue ", 20}},
+       0},
+      {"odd size within the room",
+       padded,
+       1,
+       151,
+       0,
+       {{"fmt ", 16}, {"LIST", 151}, {"JUNK", 148}, {"data", 4000}, {"cue ", 20}},
+       0},
+      {"room left too small for a padding header: rewritten with fresh padding",
+       padded,
+       1,
+       304,
+       0,
+       {{"fmt ", 16}, {"LIST", 304}, {"JUNK", 2040}, {"data", 4000}, {"cue ", 20}},
+       304 + 2048 - 308},
+      {"larger than the room: rewritten",
+       padded,
+       1,
+       1000,
+       1,
+       {{"fmt ", 16}, {"LIST", 1000}, {"PAD ", 2040}, {"data", 4000}, {"cue ", 20}},
+       1000 + 2048 - 308},
+      {"smaller without padding: the rest becomes padding",
+       tight,
+       1,
+       50,
+       0,
+       {{"fmt ", 16}, {"LIST", 50}, {"JUNK", 42}, {"data", 4000}},
+       0},
+      {"smaller, no padding wanted: rewritten without any",
+       tight,
+       1,
+       50,
+       2,
+       {{"fmt ", 16}, {"LIST", 50}, {"data", 4000}},
+       -50},
+      {"larger and last: written at the end", last, 2, 5000, 0, {{"fmt ", 16}, {"data", 4000}, {"LIST", 5000}}, 4900},
+      {"smaller and last: the file is cut", last, 2, 10, 0, {{"fmt ", 16}, {"data", 4000}, {"LIST", 10}}, -90},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.label);
+    TempDir dir;
+    const auto file = dir.Write("a.wav", c.file);
+    const Bytes chunk = MakeChunk("LIST", Noise(c.newSize, 11));
+    Edit edit(file);
+    ASSERT_TRUE(edit.Run([&](clRIFFHandler& r) { return r.ReplaceChunk(c.index, chunk, c.type, 0); }))
+        << edit.trace.TraceUtf8();
+    EXPECT_TRUE(edit.trace.NoErrors()) << edit.trace.TraceUtf8();
+    const Reading r = Read(file, "LIST");
+    EXPECT_EQ(r.layout, c.layout);
+    EXPECT_EQ(r.data, kAudio);
+    EXPECT_EQ(r.chunk, Bytes(chunk.begin() + 8, chunk.end()));
+    if (&c.file == &padded) {
+      EXPECT_EQ(r.cue, kCue);
+    }
+    EXPECT_EQ(std::int64_t(ReadAll(file).size()) - std::int64_t(c.file.size()), c.growth);
+    EXPECT_EQ(FilesIn(dir.path()), 1u);
+  }
+}
+
+TEST(RiffWriterReplace, ShrinkingClearsWhatTheOldChunkHeld) {
+  TempDir dir;
+  const auto file =
+      dir.Write("a.wav", WavBuilder().Fmt(FmtChunk()).Chunk("LIST", Bytes(100, 0xAA)).Data(kAudio).Build());
+  Edit edit(file);
+  ASSERT_TRUE(edit.Run([](clRIFFHandler& r) { return r.ReplaceChunk(1, MakeChunk("LIST", Bytes(10, 1)), 0, 0); }));
+  const Bytes after = ReadAll(file);
+  // LIST (8 + 10) then JUNK header (8) then 82 bytes of padding data.
+  for (std::size_t i = 36 + 18 + 8; i < 36 + 108; ++i) ASSERT_EQ(after[i], 0) << i;
+}
+
+TEST(RiffWriterHeaders, OddChunkIsCountedWithItsPadByte) {
+  TempDir dir;
+  const auto file = dir.Write("a.wav", WavBuilder().Fmt(FmtChunk()).Data(kAudio).Build());
+  Edit edit(file);
+  ASSERT_TRUE(edit.Run([](clRIFFHandler& r) { return r.InsertChunk(-1, MakeChunk("odd ", Bytes(5, 7)), 0, 0); }));
+  const Bytes after = ReadAll(file);
+  ASSERT_EQ(after.size(), 12 + 24 + 8 + 4000 + 8 + 6u);
+  EXPECT_EQ(after.back(), 0);
+  ByteReader r(after);
+  r.Skip(4);
+  EXPECT_EQ(r.U32(), after.size() - 8) << "the RIFF size counts the pad byte";
+}
+
+namespace {
+// A file just under 4 GiB whose audio is mostly a hole: noise at both ends of
+// the data chunk, zeros between, so that it costs little disk.
+struct BigFile {
+  static constexpr std::uint64_t kDataSize = 0xFFFFF000u - 36 - 36 - 8;
+  Bytes head, tail;
+  fs::path path;
+
+  BigFile(const TempDir& dir, bool junk) {
+    WavBuilder b;
+    b.Fmt(FmtChunk());
+    if (junk) b.Chunk("JUNK", Bytes(28));
+    Bytes prefix = b.Build();
+    ByteWriter w(prefix);
+    w.Text("data");
+    w.U32(std::uint32_t(kDataSize));
+    head = Noise(4096, 21);
+    tail = Noise(4096, 22);
+    path = dir.Write("big.wav", prefix + head);
+    fs::resize_file(path, prefix.size() + kDataSize - tail.size());
+    std::ofstream out(path, std::ios::binary | std::ios::app);
+    out.write(reinterpret_cast<const char*>(tail.data()), std::streamsize(tail.size()));
+    out.close();
+    // The RIFF size, now that the file is complete.
+    std::fstream patch(path, std::ios::binary | std::ios::in | std::ios::out);
+    const std::uint32_t riffSize = std::uint32_t(prefix.size() + kDataSize - 8);
+    patch.seekp(4);
+    for (int i = 0; i < 4; ++i) patch.put(char(riffSize >> (8 * i)));
+  }
+
+  // The audio's two ends are where they were, and its size is unchanged.
+  ::testing::AssertionResult AudioIntact() const {
+    clRIFFHandler riff;
+    if (!riff.OpenRead(path.u16string()) || !riff.InitializeOwned(TraceContext{}))
+      return ::testing::AssertionFailure() << "does not open";
+    const RIFFChunkInfo* data = riff.FindChunk("data");
+    if (!data || data->DataSize != kDataSize) return ::testing::AssertionFailure() << "data chunk size changed";
+    Bytes a(head.size()), b(tail.size());
+    riff.Seek(std::int64_t(data->FileDataPosition));
+    riff.Read(a.data(), std::int64_t(a.size()));
+    riff.Seek(std::int64_t(data->FileDataPosition + kDataSize - tail.size()));
+    riff.Read(b.data(), std::int64_t(b.size()));
+    if (a != head || b != tail) return ::testing::AssertionFailure() << "audio bytes changed";
+    return ::testing::AssertionSuccess();
+  }
+};
+}  // namespace
+
+TEST(RiffWriterRF64, PromotionPast4GiB) {
+  TempDir dir;
+  BigFile big(dir, true);
+  const Bytes tag = MakeChunk("LIST", Noise(8192, 3));
+  {
+    Edit edit(big.path, false);
+    EXPECT_FALSE(edit.Run([&](clRIFFHandler& r) { return r.InsertChunk(-1, tag, 0, 0); }));
+    EXPECT_TRUE(edit.trace.HasLine(u"*** Error: 4GB wave limit exceeded.  [clRIFFHandler::WriteChunkHeaders]"))
+        << edit.trace.TraceUtf8();
+    EXPECT_TRUE(big.AudioIntact());
+    EXPECT_FALSE(Read(big.path).rf64);
+  }
+  Edit edit(big.path, true);
+  ASSERT_TRUE(edit.Run([&](clRIFFHandler& r) { return r.InsertChunk(-1, tag, 0, 0); })) << edit.trace.TraceUtf8();
+  const Reading r = Read(big.path);
+  EXPECT_TRUE(r.rf64);
+  EXPECT_EQ(r.ds64Data, BigFile::kDataSize);
+  EXPECT_EQ(r.layout, (std::vector<Layout>{{"fmt ", 16}, {"ds64", 28}, {"data", BigFile::kDataSize}, {"LIST", 8192}}));
+  EXPECT_TRUE(big.AudioIntact());
+  const Bytes head = [&] {
+    Bytes b(12);
+    std::ifstream in(big.path, std::ios::binary);
+    in.read(reinterpret_cast<char*>(b.data()), 12);
+    return b;
+  }();
+  EXPECT_EQ(head, (Bytes{'R', 'F', '6', '4', 0xFF, 0xFF, 0xFF, 0xFF, 'W', 'A', 'V', 'E'}));
+  EXPECT_EQ(FilesIn(dir.path()), 1u);
+}
+
+// Stops the file layer at every write, seek or rename of an edit in turn, as
+// a crash or a full disk would: each time the file still opens, its audio is
+// the same, and no temporary file stays behind.
+TEST(RiffWriterSafety, EveryInterruptedEditKeepsTheAudio) {
+  const Bytes list = MakeChunk("LIST", Noise(300, 2));
+  const Bytes big = MakeChunk("LIST", Noise(5000, 2));
+  const Bytes small = MakeChunk("LIST", Noise(40, 2));
+  const Bytes withPadding = WavBuilder()
+                                .Fmt(FmtChunk())
+                                .Chunk("LIST", Noise(100))
+                                .Chunk("JUNK", Bytes(400))
+                                .Data(kAudio)
+                                .Chunk("cue ", kCue)
+                                .Build();
+  const Bytes plain = WavBuilder().Fmt(FmtChunk()).Data(kAudio).Chunk("cue ", kCue).Build();
+  const struct Case {
+    const char* label;
+    const Bytes& file;
+    std::function<bool(clRIFFHandler&)> edit;
+  } cases[] = {
+      {"insert before data with padding", plain, [&](clRIFFHandler& r) { return r.InsertChunk(1, list, 0, 0); }},
+      {"insert before data without padding", plain, [&](clRIFFHandler& r) { return r.InsertChunk(1, list, 2, 0); }},
+      {"insert into padding", withPadding, [&](clRIFFHandler& r) { return r.InsertChunk(2, small, 0, 0); }},
+      {"append", plain, [&](clRIFFHandler& r) { return r.InsertChunk(-1, list, 0, 0); }},
+      {"replace larger, in the room", withPadding, [&](clRIFFHandler& r) { return r.ReplaceChunk(1, list, 0, 0); }},
+      {"replace larger, rewritten", withPadding, [&](clRIFFHandler& r) { return r.ReplaceChunk(1, big, 0, 0); }},
+      {"replace smaller", withPadding, [&](clRIFFHandler& r) { return r.ReplaceChunk(1, small, 0, 0); }},
+      {"replace two bytes larger", withPadding,
+       [&](clRIFFHandler& r) { return r.ReplaceChunk(1, MakeChunk("LIST", Noise(102, 2)), 0, 0); }},
+      {"remove into padding", withPadding, [&](clRIFFHandler& r) { return r.RemoveChunk(1, 0); }},
+      {"remove without padding", withPadding, [&](clRIFFHandler& r) { return r.RemoveChunk(2, 2); }},
+      {"remove all tag chunks", withPadding,
+       [&](clRIFFHandler& r) { return r.RemoveChunk(1, 2) && r.RemoveChunk(r.FindChunkIndex("cue "), 2); }},
+  };
+  for (const auto& c : cases) {
+    bool finished = false;
+    for (int k = 1; !finished && k < 200; ++k) {
+      SCOPED_TRACE(testing::Message() << c.label << ", operation " << k << " fails");
+      TempDir dir;
+      const auto file = dir.Write("a.wav", c.file);
+      Edit edit(file);
+      xfile_fault::Arm(k);
+      finished = edit.Run(c.edit);
+      const int operations = xfile_fault::Count();
+      xfile_fault::Disarm();
+      ResetTraceIndent();
+      if (finished) {
+        EXPECT_LT(operations, k);
+      }
+      const Reading r = Read(file);
+      ASSERT_TRUE(r.scanned);
+      ASSERT_EQ(r.data, kAudio);
+      EXPECT_EQ(FilesIn(dir.path()), 1u);
+    }
+    EXPECT_TRUE(finished) << c.label;
+  }
+}
+
+TEST(RiffWriterSafety, InterruptedPromotionKeepsTheAudio) {
+  TempDir dir;
+  BigFile big(dir, true);
+  const Bytes tag = MakeChunk("LIST", Noise(8192, 3));
+  bool finished = false;
+  for (int k = 1; !finished && k < 100; ++k) {
+    SCOPED_TRACE(testing::Message() << "operation " << k << " fails");
+    Edit edit(big.path, true);
+    xfile_fault::Arm(k);
+    finished = edit.Run([&](clRIFFHandler& r) { return r.InsertChunk(-1, tag, 0, 0); });
+    xfile_fault::Disarm();
+    ResetTraceIndent();
+    ASSERT_TRUE(big.AudioIntact());
+    EXPECT_EQ(FilesIn(dir.path()), 1u);
+  }
+  EXPECT_TRUE(finished);
+  EXPECT_TRUE(Read(big.path).rf64);
+}

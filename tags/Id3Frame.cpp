@@ -23,6 +23,68 @@ constexpr std::array<IdPair, 33> kV22Ids = {{
     {"COM", "COMM"}, {"PIC", "APIC"}, {"TCP", "TCMP"},
 }};
 
+// "infromation" and "ComposerSort" are the names other parts of the program
+// and earlier files use; they stay as they are.
+constexpr std::array<FrameName, 41> kTextFrames = {{
+    {"TIT1", "Content Group"},
+    {"TIT2", "Title"},
+    {"TIT3", "Subtitle"},
+    {"TSST", "Set subtitle"},
+    {"TALB", "Album"},
+    {"TSRC", "ISRC"},
+    {"TENC", "Encoded by"},
+    {"TCOP", "Copyright"},
+    {"TPUB", "Label"},
+    {"TOWN", "File owner/licensee"},
+    {"TRSN", "Internet radio station name"},
+    {"TRSO", "Internet radio station owner"},
+    {"TSSE", "Encoder Settings"},
+    {"TBPM", "BPM"},
+    {"TMED", "Source"},
+    {"TKEY", "Initial key"},
+    {"TSOT", "Title Sort"},
+    {"TSOP", "Artist Sort"},
+    {"TSOA", "Album Sort"},
+    {"TSO2", "Album Artist Sort"},
+    {"TSOC", "ComposerSort"},
+    {"GRP1", "iTunes Grouping"},
+    {"TLEN", "Length"},
+    {"TLAN", "Language(s)"},
+    {"TRDA", "Recording dates"},
+    {"TDRC", "Year"},
+    {"TYER", "Year"},
+    {"TDOR", "Original release year"},
+    {"TORY", "Original release year"},
+    {"TDRL", "Release date"},
+    {"TRCK", "Track"},
+    {"TPOS", "Disc"},
+    {"TOPE", "Original artist(s)/performer(s)"},
+    {"TOAL", "Original album/movie/show title"},
+    {"TPE1", "Artist"},
+    {"TPE2", "Album Artist"},
+    {"TPE3", "Conductor"},
+    {"TPE4", "Interpreted, remixed, or otherwise modified by"},
+    {"TCOM", "Composer"},
+    {"TEXT", "Lyricist/Text writer"},
+    {"TCMP", "Compilation"},
+}};
+
+constexpr std::array<FrameName, 8> kUrlFrames = {{
+    {"WCOM", "Commercial information"},
+    {"WCOP", "Copyright/Legal infromation"},
+    {"WOAF", "Official audio file webpage"},
+    {"WOAR", "Official artist/performer webpage"},
+    {"WOAS", "Official audio source webpage"},
+    {"WORS", "Official internet radio station homepage"},
+    {"WPAY", "Payment"},
+    {"WPUB", "Official publisher webpage"},
+}};
+
+constexpr std::array<FrameName, 2> kRoleListFrames = {{
+    {"TIPL", "Involved People"},
+    {"TMCL", "Musician Credits"},
+}};
+
 constexpr std::size_t kIdSizeV22 = 3;
 constexpr std::size_t kFrameHeaderSizeV22 = 6;  // identifier, 24-bit size
 constexpr std::size_t kIdSize = 4;
@@ -110,6 +172,17 @@ std::string_view V23FrameId(std::string_view v22Id) {
   }
   return v22Id;
 }
+
+std::string_view V22FrameId(std::string_view v23Id) {
+  for (const IdPair& pair : kV22Ids) {
+    if (pair.v23 == v23Id) return pair.v22;
+  }
+  return {};
+}
+
+std::span<const FrameName> TextFrameNames() { return kTextFrames; }
+std::span<const FrameName> UrlFrameNames() { return kUrlFrames; }
+std::span<const FrameName> RoleListFrameNames() { return kRoleListFrames; }
 
 std::vector<Frame> ReadFrames(ByteSpan area, const TagHeader& header) {
   const bool v22 = header.major == 2;

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,6 +21,21 @@ struct Frame {
 
 // The 2.3 identifier for a 2.2 one, or the identifier itself when it has none.
 std::string_view V23FrameId(std::string_view v22Id);
+// The 2.2 identifier for a 2.3 one; empty when version 2.2 has none that readers convert.
+std::string_view V22FrameId(std::string_view v23Id);
+
+// A frame and the tag name it carries in the tag list.
+struct FrameName {
+  std::string_view id;
+  std::string_view name;
+};
+
+// The text frames, in the order in which a name is looked up (TDRC before TYER).
+std::span<const FrameName> TextFrameNames();
+// The URL frames other than WXXX.
+std::span<const FrameName> UrlFrameNames();
+// The 2.4 lists of role and person pairs.
+std::span<const FrameName> RoleListFrameNames();
 
 // The frames of a frame area (see FrameArea), in file order. Reading ends at
 // padding, at an identifier that is not one, or at a frame that claims more

@@ -22,72 +22,7 @@ using id3parser::Frame;
 using id3parser::TextEncoding;
 using id3parser::TextReader;
 
-struct FrameName {
-  std::string_view id;
-  std::string_view name;
-};
-
-// "infromation" and "ComposerSort" are the names other parts of the program
-// and earlier files use; they stay as they are.
-constexpr std::array<FrameName, 41> kTextFrames = {{
-    {"TIT1", "Content Group"},
-    {"TIT2", "Title"},
-    {"TIT3", "Subtitle"},
-    {"TSST", "Set subtitle"},
-    {"TALB", "Album"},
-    {"TSRC", "ISRC"},
-    {"TENC", "Encoded by"},
-    {"TCOP", "Copyright"},
-    {"TPUB", "Label"},
-    {"TOWN", "File owner/licensee"},
-    {"TRSN", "Internet radio station name"},
-    {"TRSO", "Internet radio station owner"},
-    {"TSSE", "Encoder Settings"},
-    {"TBPM", "BPM"},
-    {"TMED", "Source"},
-    {"TKEY", "Initial key"},
-    {"TSOT", "Title Sort"},
-    {"TSOP", "Artist Sort"},
-    {"TSOA", "Album Sort"},
-    {"TSO2", "Album Artist Sort"},
-    {"TSOC", "ComposerSort"},
-    {"GRP1", "iTunes Grouping"},
-    {"TLEN", "Length"},
-    {"TLAN", "Language(s)"},
-    {"TRDA", "Recording dates"},
-    {"TDRC", "Year"},
-    {"TYER", "Year"},
-    {"TDOR", "Original release year"},
-    {"TORY", "Original release year"},
-    {"TDRL", "Release date"},
-    {"TRCK", "Track"},
-    {"TPOS", "Disc"},
-    {"TOPE", "Original artist(s)/performer(s)"},
-    {"TOAL", "Original album/movie/show title"},
-    {"TPE1", "Artist"},
-    {"TPE2", "Album Artist"},
-    {"TPE3", "Conductor"},
-    {"TPE4", "Interpreted, remixed, or otherwise modified by"},
-    {"TCOM", "Composer"},
-    {"TEXT", "Lyricist/Text writer"},
-    {"TCMP", "Compilation"},
-}};
-
-constexpr std::array<FrameName, 8> kUrlFrames = {{
-    {"WCOM", "Commercial information"},
-    {"WCOP", "Copyright/Legal infromation"},
-    {"WOAF", "Official audio file webpage"},
-    {"WOAR", "Official artist/performer webpage"},
-    {"WOAS", "Official audio source webpage"},
-    {"WORS", "Official internet radio station homepage"},
-    {"WPAY", "Payment"},
-    {"WPUB", "Official publisher webpage"},
-}};
-
-constexpr std::array<FrameName, 2> kRoleListFrames = {{
-    {"TIPL", "Involved People"},
-    {"TMCL", "Musician Credits"},
-}};
+using id3parser::FrameName;
 
 // Artist texts with "/" between names become several values; the slash-artist
 // rule joins back the names that contain "/" themselves.
@@ -205,14 +140,15 @@ void FrameCollector::Add(const Frame& frame) {
     if (special.id == frame.id) return (this->*special.handler)(frame, r);
   }
   if (const std::optional<std::string_view> name = TextName(frame.id)) return Text(*name, r);
-  if (const std::optional<std::string_view> name = Lookup(kUrlFrames, frame.id)) return Url(*name, r);
-  if (const std::optional<std::string_view> name = Lookup(kRoleListFrames, frame.id)) return RoleList(*name, r);
+  if (const std::optional<std::string_view> name = Lookup(id3parser::UrlFrameNames(), frame.id)) return Url(*name, r);
+  if (const std::optional<std::string_view> name = Lookup(id3parser::RoleListFrameNames(), frame.id))
+    return RoleList(*name, r);
 }
 
 std::optional<std::string_view> FrameCollector::TextName(std::string_view id) const {
   if (id == "TPE2" && options_.tpe2Orchestra) return "Orchestra";
   if (id == "TIT1" && options_.tit1Style) return "Style";
-  return Lookup(kTextFrames, id);
+  return Lookup(id3parser::TextFrameNames(), id);
 }
 
 std::vector<std::string> FrameCollector::Values(TextReader& text) const {

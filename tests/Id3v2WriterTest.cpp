@@ -387,6 +387,12 @@ TEST(Id3v2WriterLimits, FrameTooLargeForItsVersionThrows) {
   EXPECT_GT(RenderID3v2(tags, {}).size(), 0x1000000u);
 }
 
+void Dump(const std::string& path, const Bytes& tag) {
+  std::ofstream out(path, std::ios::binary);
+  out.write(reinterpret_cast<const char*>(tag.data()), std::streamsize(tag.size()));
+  EXPECT_TRUE(out.good()) << path;
+}
+
 // With WAVE_ID3_DUMP_DIR set, writes the sample tag in every version and
 // encoding for an independent reader (tests/integration/id3_writer_vs_mutagen.py).
 TEST(Id3v2WriterDump, SampleTagsForAnIndependentReader) {
@@ -394,11 +400,14 @@ TEST(Id3v2WriterDump, SampleTagsForAnIndependentReader) {
   if (!dir) GTEST_SKIP() << "WAVE_ID3_DUMP_DIR not set";
   for (const Version& v : kVersions) {
     for (const Encoding& e : kEncodings) {
-      const Bytes tag = RenderID3v2(SampleTags(), Options({v.option, e.option}));
-      std::ofstream out(std::string(dir) + "/" + v.label + "-" + e.label + ".id3", std::ios::binary);
-      out.write(reinterpret_cast<const char*>(tag.data()), std::streamsize(tag.size()));
-      ASSERT_TRUE(out.good());
+      Dump(std::string(dir) + "/" + v.label + "-" + e.label + ".id3",
+           RenderID3v2(SampleTags(), Options({v.option, e.option})));
     }
+  }
+  TagList dated;
+  dated.AddTag(u"year", u"2004-05-06T07:08");
+  for (const Version& v : kVersions) {
+    Dump(std::string(dir) + "/" + v.label + "-date.id3", RenderID3v2(dated, Options({v.option})));
   }
 }
 

@@ -152,16 +152,29 @@ int clDecoder_Wave::Set(const char16_t* key, SetRecord& record) {
     return 1;
   }
   if (k == u"IDTags") {
-    TraceScope scope(context_, "clWaveDecoder_Wave::WriteIDTags");
-    if (!record.FileName || !record.TagData || record.Value == 0) return 0;
-    return scope.Error(u"Error tag writing is not available in this build."), 0;
+    fileEngine_.SetID3Overrides(tpe2Override_, tit1Override_);
+    return fileEngine_.WriteIDTags(reinterpret_cast<const char16_t*>(record.FileName), record.TagData, record.Value,
+                                   context_)
+               ? 1
+               : 0;
   }
   return 0;
 }
 
 int clDecoder_Wave::DeleteATag(const char16_t* fileName, const char16_t* names) {
   TraceScope scope(context_, "clDecoder_Wave::DeleteATag");
-  (void)fileName;
-  (void)names;
-  return scope.Error(u"Error tag deletion is not available in this build."), 0;
+  const bool all = !names || *names == 0;
+  TagList named;
+  for (const char16_t* p = names; !all && *p != 0;) {
+    const std::u16string_view name(p);
+    // A host cannot send an empty string inside the list: this stands for one.
+    named.AddTag(name == u"[Empty]" ? std::u16string_view() : name, u"");
+    p += name.size() + 1;
+  }
+  fileEngine_.SetID3Overrides(tpe2Override_, tit1Override_);
+  const std::u16string file(HostText(fileName));
+  const bool bext = fileEngine_.BEXTWriter(file, named, true, all, context_);
+  const bool tags = fileEngine_.IDTagWriter(file, named, true, all, context_);
+  scope.Ok();
+  return bext && tags ? 1 : 0;
 }

@@ -43,6 +43,16 @@ class clWaveDecoder_Wave {
   // Feeds the sub-decoder packets until it produces output or the data ends.
   bool ExternalDecodeData();
 
+  // Writes the host's flat tag block into a named file (no open needed): bext, then LIST and ID3v2.
+  bool WriteIDTags(const char16_t* fileName, const std::uint8_t* tagData, std::int32_t tagBytes,
+                   const TraceContext& log);
+  // Writes, or deletes (named tags, or all), the LIST/INFO and ID3v2 chunks of a named file.
+  bool IDTagWriter(std::u16string_view fileName, const TagList& tags, bool deleteNamed, bool deleteAll,
+                   const TraceContext& log);
+  // The same for the 'bext' chunk.
+  bool BEXTWriter(std::u16string_view fileName, const TagList& tags, bool deleteNamed, bool deleteAll,
+                  const TraceContext& log);
+
   // The TPE2/TIT1 overrides set through the host: 2 maps the frame to "Orchestra"/"Style".
   void SetID3Overrides(int tpe2, int tit1) {
     tpe2Override_ = tpe2;

@@ -1,0 +1,233 @@
+#include "riff/WaveTagWriter.h"
+
+#include <algorithm>
+#include <exception>
+#include <vector>
+
+#include "codec/Trace.h"
+#include "io/ByteWriter.h"
+#include "io/Text.h"
+#include "riff/TagSettings.h"
+#include "riff/WaveTagReader.h"
+#include "riff/clRIFFBEXTChunk.h"
+#include "riff/clRIFFHandler.h"
+#include "riff/clRIFFLISTChunk.h"
+
+namespace {
+constexpr const char* kIDTagWriter = "clWaveDecoder_Wave::IDTagWriter";
+constexpr const char* kBEXTWriter = "clWaveDecoder_Wave::BEXTWriter";
+
+// An ID3v2 rendering of no more than its header holds no frame.
+constexpr std::size_t kEmptyId3Size = 10;
+
+struct Placement {
+  int paddingType = 0;
+  std::uint32_t paddingSize = 0;
+};
+
+Placement PlacementFromSettings() {
+  return {int(ReadTagSetting(u"WaveLISTPadding")), PaddingSizeFromSetting(ReadTagSetting(u"WaveLISTPaddingSize"))};
+}
+
+bool OpenForWrite(clRIFFHandler& riff, std::u16string_view path, const TraceContext& log, const char* function) {
+  Trace(u"Opening file '", log, function, false);
+  Trace(path, log, function, false);
+  Trace(u"' for write access:", log, function, false);
+  if (!riff.OpenUpdateMedia(path)) {
+    TraceError(XFile::OpenErrorText(path, riff.LastError()), log, function);
+    return false;
+  }
+  Trace(u"Opened", log, nullptr, true);
+  // A tag edit may make a file outgrow 4 GiB; it becomes RF64 rather than fail.
+  riff.AllowRF64 = true;
+  return riff.InitializeOwned(log);
+}
+
+std::vector<std::uint8_t> MakeChunk(std::uint32_t id, std::span<const std::uint8_t> payload) {
+  std::vector<std::uint8_t> chunk;
+  chunk.reserve(clRIFFHandler::kChunkHeaderSize + payload.size());
+  ByteWriter w(chunk);
+  w.FourCC(id);
+  w.U32(std::uint32_t(payload.size()));
+  w.Bytes(payload);
+  return chunk;
+}
+
+// A chunk that would be written back unchanged is left alone: the file is not touched at all.
+bool Unchanged(clRIFFHandler& riff, const RIFFChunkInfo& record, std::span<const std::uint8_t> chunk,
+               const TraceContext& log) {
+  if (riff.Rewriting() || record.DataSize + clRIFFHandler::kChunkHeaderSize != chunk.size()) return false;
+  ByteReader r(chunk);
+  if (r.FourCC() != record.ChunkID) return false;
+  std::vector<std::uint8_t> old;
+  if (!ReadFileIntoMemory(old, record.DataSize, record.FileDataPosition, riff, log)) return false;
+  return std::equal(old.begin(), old.end(), chunk.begin() + clRIFFHandler::kChunkHeaderSize);
+}
+
+bool Finish(clRIFFHandler& riff, bool ok) {
+  if (ok) ok = riff.CommitEdits();
+  riff.DiscardEdits();
+  riff.Close();
+  return ok;
+}
+
+// Tags that are not the host's to put into LIST or ID3v2: other chunks carried
+// as "_riff_" tags (the file's own chunks stay where they are), the version
+// note, and the bext fields, which have their own chunk.
+void DropUnwritable(TagList& tags, const TraceContext& log) {
+  for (std::size_t i = tags.size(); i-- > 0;) {
+    const std::u16string& name = tags[i].name;
+    if (StartsWithFolded(name, u"_riff_") || EqualsFolded(name, u"TagVersion")) tags.RemoveTagAt(i);
+  }
+  clRIFFBEXTChunk::RemoveTagsFromList(tags, log);
+}
+
+// With "WaveLISTPos" 1 a new LIST goes before the audio, into padding between
+// 'fmt ' and 'data' when there is some.
+int ListInsertIndex(clRIFFHandler& riff) {
+  const int dataIndex = riff.FindDataChunkIndex();
+  if (ReadTagSetting(u"WaveLISTPos") != 1 || dataIndex < 0) return int(riff.ChunkCount());
+  const int fmtIndex = riff.FindChunkIndex("fmt ");
+  for (int i = fmtIndex + 1; fmtIndex >= 0 && i < dataIndex; ++i) {
+    const std::uint32_t id = riff.Chunk(std::size_t(i)).ChunkID;
+    if (FourCCMatches(id, "JUNK", true) || FourCCMatches(id, "PAD ", true)) return i;
+  }
+  return dataIndex;
+}
+
+bool WriteList(clRIFFHandler& riff, const TagList& tags, const RIFFChunkInfo* list, Placement placement,
+               const TraceContext& log) {
+  const int trackOption = int(ReadTagSetting(u"WaveLISTTrack"));
+  const int albumOption = int(ReadTagSetting(u"WaveLISTAlbum"));
+  std::vector<std::uint8_t> payload;
+  if (!clRIFFLISTChunk::TagsToLIST(payload, tags, log, trackOption, albumOption)) return false;
+  // No tag maps to INFO: an existing list would only hold nothing, so it goes.
+  if (payload.empty()) return !list || riff.RemoveChunk(riff.IndexOf(list), placement.paddingType);
+  const std::vector<std::uint8_t> chunk = MakeChunk(MakeFourCC("LIST"), payload);
+  if (list) {
+    if (Unchanged(riff, *list, chunk, log)) return true;
+    return riff.ReplaceChunk(riff.IndexOf(list), chunk, placement.paddingType, placement.paddingSize);
+  }
+  return riff.InsertChunk(ListInsertIndex(riff), chunk, placement.paddingType, placement.paddingSize);
+}
+
+bool WriteId3(clRIFFHandler& riff, const TagList& tags, const RIFFChunkInfo* id3, Placement placement,
+              const TraceContext& log, const ID3v2ReadOptions& overrides) {
+  std::vector<std::uint8_t> rendering;
+  try {
+    rendering = RenderID3v2(tags, ID3WriteOptionsFromSettings(overrides));
+  } catch (const std::exception& e) {
+    TraceError(u"Error writing ID3v2 tag: " + Widen(e.what()), log, kIDTagWriter);
+    return false;
+  }
+  if (rendering.size() <= kEmptyId3Size) return !id3 || riff.RemoveChunk(riff.IndexOf(id3), placement.paddingType);
+  const std::vector<std::uint8_t> chunk = MakeChunk(MakeFourCC("id3 "), rendering);
+  if (id3) {
+    if (Unchanged(riff, *id3, chunk, log)) return true;
+    return riff.ReplaceChunk(riff.IndexOf(id3), chunk, placement.paddingType, placement.paddingSize);
+  }
+  return riff.InsertChunk(-1, chunk, placement.paddingType, placement.paddingSize);
+}
+
+bool HasBextField(const TagList& tags) {
+  for (std::size_t i = 0; i < tags.size(); ++i)
+    if (clRIFFBEXTChunk::IsBextTagName(tags[i].name) && !tags[i].value.empty()) return true;
+  return false;
+}
+}  // namespace
+
+TagList CompleteTags(const TagList& given, const TagList& fromFile, bool deleteNamed) {
+  TagList out;
+  TagList file = fromFile;
+  if (deleteNamed) {
+    for (std::size_t i = file.size(); i-- > 0;)
+      if (given.FindTag(file[i].name, true)) file.RemoveTagAt(i);
+  } else {
+    out = given;
+  }
+  out.MergeTags(file, true);
+  return out;
+}
+
+ID3v2WriteOptions ID3WriteOptionsFromSettings(const ID3v2ReadOptions& overrides) {
+  ID3v2WriteOptions options;
+  if (overrides.tpe2Orchestra) options.push_back(u"TPE2Orchestra");
+  if (overrides.tit1Style) options.push_back(u"TIT1Style");
+  const std::uint32_t version = ReadTagSetting(u"WaveID3v2Version");
+  if (version == 1) options.push_back(u"ID3v2WriteV22");
+  if (version == 2) options.push_back(u"ID3v2WriteV221");
+  if (ReadTagSetting(u"WaveID3v2UnicodeEncode") != 0) options.push_back(u"ID3v2EncodeUni");
+  return options;
+}
+
+bool WriteTagChunks(std::u16string_view path, const TagList& given, TagWriteMode mode, const TraceContext& log,
+                    const ID3v2ReadOptions& id3Options) {
+  TraceScope scope(log, kIDTagWriter);
+  clRIFFHandler riff;
+  if (!OpenForWrite(riff, path, log, kIDTagWriter)) return Finish(riff, false);
+  TagList fileTags;
+  TagChunkInfo info;
+  ReadTagChunks(riff, fileTags, log, id3Options, int(ReadTagSetting(u"WaveLISTAlbum")), info);
+  const Placement placement = PlacementFromSettings();
+  // Records keep their address while others come and go; indexes do not.
+  const RIFFChunkInfo* list = info.listIndex >= 0 ? &riff.Chunk(std::size_t(info.listIndex)) : nullptr;
+  const RIFFChunkInfo* id3 = info.id3Index >= 0 ? &riff.Chunk(std::size_t(info.id3Index)) : nullptr;
+
+  bool ok = true;
+  if (mode.deleteAll) {
+    if (list) ok = riff.RemoveChunk(riff.IndexOf(list), placement.paddingType);
+    if (ok && id3) ok = riff.RemoveChunk(riff.IndexOf(id3), placement.paddingType);
+    if (!Finish(riff, ok)) return false;
+    return scope.Ok();
+  }
+
+  TagList tags = CompleteTags(given, fileTags, mode.deleteNamed);
+  DropUnwritable(tags, log);
+  const std::uint32_t creation = ReadTagSetting(u"WaveTagDefault");
+  const bool writeList = list || creation == 0 || creation == 1;
+  // INFO has no place for replay gain: such tags always get an ID3v2 chunk.
+  const bool writeId3 = id3 || creation == 0 || creation == 3 || HasReplayGainTags(tags);
+  if (writeList) ok = WriteList(riff, tags, list, placement, log);
+  if (ok && writeId3) ok = WriteId3(riff, tags, id3, placement, log, id3Options);
+  if (!Finish(riff, ok)) return false;
+  return scope.Ok();
+}
+
+bool WriteBextChunk(std::u16string_view path, const TagList& given, TagWriteMode mode, const TraceContext& log) {
+  TraceScope scope(log, kBEXTWriter);
+  clRIFFHandler riff;
+  if (!OpenForWrite(riff, path, log, kBEXTWriter)) return Finish(riff, false);
+  const int index = riff.FindChunkIndex("bext");
+  const bool creating = index < 0;
+  // A file without bext gets one only when the host gives it something to hold.
+  if (creating && (mode.deleteAll || mode.deleteNamed || !HasBextField(given))) {
+    Finish(riff, true);
+    return scope.Ok();
+  }
+
+  std::vector<std::uint8_t> old;
+  TagList fileTags;
+  if (!creating) {
+    const RIFFChunkInfo& record = riff.Chunk(std::size_t(index));
+    if (!ReadFileIntoMemory(old, record.DataSize, record.FileDataPosition, riff, log)) return Finish(riff, false);
+    clRIFFBEXTChunk().InitFrom(old, fileTags, log);
+  }
+  TagList tags;
+  if (!mode.deleteAll) tags = CompleteTags(given, fileTags, mode.deleteNamed);
+  std::vector<std::uint8_t> payload;
+  if (!clRIFFBEXTChunk::TagsToBEXT(payload, tags, log)) return Finish(riff, false);
+  // Version, UMID and loudness are no tags: a rewritten chunk keeps them as they were.
+  if (old.size() >= clRIFFBEXTChunk::kFixedSize && payload.size() >= clRIFFBEXTChunk::kFixedSize)
+    std::copy(old.begin() + clRIFFBEXTChunk::kVersionOffset, old.begin() + clRIFFBEXTChunk::kReservedOffset,
+              payload.begin() + clRIFFBEXTChunk::kVersionOffset);
+
+  const std::vector<std::uint8_t> chunk = MakeChunk(MakeFourCC("bext"), payload);
+  const Placement placement = PlacementFromSettings();
+  bool ok = true;
+  if (creating)
+    ok = riff.InsertChunk(-1, chunk, placement.paddingType, placement.paddingSize);
+  else if (!Unchanged(riff, riff.Chunk(std::size_t(index)), chunk, log))
+    ok = riff.ReplaceChunk(index, chunk, placement.paddingType, placement.paddingSize);
+  if (!Finish(riff, ok)) return false;
+  return scope.Ok();
+}

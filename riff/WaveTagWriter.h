@@ -1,0 +1,31 @@
+// Writing a wave file's tags: the Broadcast Wave 'bext' chunk, then the
+// LIST/INFO and ID3v2 chunks, placed through the chunk list of
+// clRIFFHandler so that the audio stays where it is. The tagging settings are
+// read at every write.
+#pragma once
+
+#include <string_view>
+
+#include "WavePlugin.h"
+#include "tags/TagID3v2.h"
+#include "tags/TagID3v2Writer.h"
+#include "tags/TagList.h"
+
+// What a writer does with the given tags: write them over the file's (both
+// flags clear), drop the file's tags that they name, or drop every tag.
+struct TagWriteMode {
+  bool deleteNamed = false;
+  bool deleteAll = false;
+};
+
+// The 'bext' chunk: rewritten when the file has one (its version, UMID and
+// loudness kept), created only when the given tags carry a bext field.
+bool WriteBextChunk(std::u16string_view path, const TagList& tags, TagWriteMode mode, const TraceContext& log);
+// The LIST/INFO and ID3v2 chunks, by the tagging settings.
+bool WriteTagChunks(std::u16string_view path, const TagList& tags, TagWriteMode mode, const TraceContext& log,
+                    const ID3v2ReadOptions& id3Options);
+// The tags to write: the given ones completed with the file's (or, deleting,
+// the file's less the named ones); pictures match by name without description.
+TagList CompleteTags(const TagList& given, const TagList& fromFile, bool deleteNamed);
+// The ID3v2 writer's option words from the settings and the decoder's TPE2/TIT1 overrides.
+ID3v2WriteOptions ID3WriteOptionsFromSettings(const ID3v2ReadOptions& overrides);

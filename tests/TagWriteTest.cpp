@@ -1,0 +1,420 @@
+// Writing and deleting tags through Set "IDTags" and DeleteATag: which chunks
+// the settings ask for, where they go, what stays of the file, and the traces.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <map>
+
+#include "PluginHarness.h"
+#include "TagSettingsSandbox.h"
+#include "codec/Trace.h"
+#include "host/TagBlock.h"
+#include "io/ByteReader.h"
+#include "io/ByteWriter.h"
+#include "io/Text.h"
+#include "io/XFile.h"
+#include "riff/WaveTagWriter.h"
+#include "riff/clRIFFBEXTChunk.h"
+#include "riff/clRIFFHandler.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+const Bytes kAudio = Noise(6000, 17);
+const Bytes kCue = Noise(28, 5);
+
+Bytes Info(std::initializer_list<std::pair<const char*, std::string>> subChunks) {
+  Bytes out;
+  ByteWriter w(out);
+  w.Text("INFO");
+  for (const auto& [id, text] : subChunks) {
+    w.Text(id);
+    w.U32(std::uint32_t(text.size() + 1));
+    w.Text(text);
+    w.U8(0);
+    if ((text.size() + 1) & 1) w.U8(0);
+  }
+  return out;
+}
+
+// A version 2.3 tag of Latin-1 frames; a TXXX frame's text is "description\0value".
+Bytes Id3v23(std::initializer_list<std::pair<const char*, std::string>> frames) {
+  Bytes body;
+  ByteWriter w(body);
+  for (const auto& [id, text] : frames) {
+    w.Text(id);
+    w.U32BE(std::uint32_t(text.size() + 1));
+    w.U16(0);
+    w.U8(0);
+    w.Text(text);
+  }
+  Bytes tag;
+  ByteWriter t(tag);
+  t.Text("ID3");
+  t.U8(3);
+  t.U8(0);
+  t.U8(0);
+  const auto size = std::uint32_t(body.size());
+  for (int shift : {21, 14, 7, 0}) t.U8(std::uint8_t((size >> shift) & 0x7F));
+  t.Bytes(body);
+  return tag;
+}
+
+Bytes Bext(const std::string& description, std::uint16_t version, std::uint8_t umidFill) {
+  Bytes out(clRIFFBEXTChunk::kFixedSize, 0);
+  std::copy(description.begin(), description.end(), out.begin());
+  out[clRIFFBEXTChunk::kVersionOffset] = std::uint8_t(version);
+  std::fill_n(out.begin() + clRIFFBEXTChunk::kUmidOffset, clRIFFBEXTChunk::kUmidSize, umidFill);
+  return out;
+}
+
+std::string IdText(std::uint32_t id) {
+  std::string text;
+  for (int i = 0; i < 4; ++i) text.push_back(char(id >> (8 * i)));
+  return text;
+}
+
+struct FileView {
+  std::vector<std::string> ids;
+  std::map<std::string, Bytes> data;  // first chunk of each identifier
+};
+
+FileView View(const fs::path& file) {
+  FileView v;
+  clRIFFHandler riff;
+  if (!riff.OpenRead(file.u16string()) || !riff.InitializeOwned(TraceContext{})) return v;
+  for (std::size_t i = 0; i < riff.ChunkCount(); ++i) {
+    const RIFFChunkInfo& c = riff.Chunk(i);
+    const std::string id = IdText(c.ChunkID);
+    v.ids.push_back(id);
+    if (v.data.count(id)) continue;
+    Bytes bytes(std::size_t(c.DataSize));
+    riff.Seek(std::int64_t(c.FileDataPosition));
+    riff.Read(bytes.data(), std::int64_t(bytes.size()));
+    v.data[id] = bytes;
+  }
+  return v;
+}
+
+using Ids = std::vector<std::string>;
+
+class TagWrite : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    p = &LoadedPlugin();
+    decoder = p->Create(&cap.context());
+  }
+  void TearDown() override { p->Destroy(decoder); }
+
+  fs::path Make(const Bytes& bytes) { return dir.Write("t.wav", bytes); }
+
+  int Write(const fs::path& file, const std::vector<HostTag>& tags) {
+    const Bytes block = BuildTagBlock(tags);
+    const std::u16string name = file.u16string();
+    SetRecord r{};
+    r.FileName = W(name);
+    r.TagData = block.data();
+    r.Value = std::int32_t(block.size());
+    return p->Set(decoder, W(u"IDTags"), &r);
+  }
+  int Delete(const fs::path& file, const char16_t* names) {
+    const std::u16string name = file.u16string();
+    return p->DeleteATag(decoder, W(name), reinterpret_cast<const WaveChar*>(names));
+  }
+  std::map<std::u16string, std::u16string> Tags(const fs::path& file) {
+    void* reader = p->Create(&quiet.context());
+    const std::u16string name = file.u16string();
+    OpenRecord record{};
+    record.FileName = W(name);
+    record.Flags = kOpenReadTags;
+    std::map<std::u16string, std::u16string> out;
+    if (p->Open(reader, &record))
+      for (const HostTag& t : ParseTagBlock(record.TagData, record.TagDataBytes))
+        if (t.data.empty() || t.name.starts_with(u"_albumart_")) out[t.name] = t.value;
+    p->Close(reader, 0);
+    p->Destroy(reader);
+    return out;
+  }
+  bool Traced(std::u16string_view marker, std::u16string_view function) {
+    return Contains(cap.Trace(), std::u16string(marker) + u"  [" + std::u16string(function) + u"]\r\n");
+  }
+
+  TagSettingsSandbox settings;
+  TempDir dir;
+  TraceCapture cap, quiet;
+  Plugin* p = nullptr;
+  void* decoder = nullptr;
+};
+
+Bytes Plain() { return WavBuilder().Fmt(PcmFormat(1, 2, 44100, 16)).Data(kAudio).Chunk("cue ", kCue).Build(); }
+}  // namespace
+
+TEST_F(TagWrite, EntryRefusesMissingPiecesAndIgnoresAnEmptyList) {
+  const auto file = Make(Plain());
+  const Bytes before = ReadAll(file);
+  const std::u16string name = file.u16string();
+  const Bytes block = BuildTagBlock({{u"Title", u"x", {}}});
+  const Bytes empty = BuildTagBlock({});
+  const struct Case {
+    const char* label;
+    const WaveChar* file;
+    const std::uint8_t* data;
+    std::int32_t size;
+    int result;
+  } cases[] = {
+      {"no file name", nullptr, block.data(), std::int32_t(block.size()), 0},
+      {"no tag data", W(name), nullptr, std::int32_t(block.size()), 0},
+      {"no byte count", W(name), block.data(), 0, 0},
+      {"an empty list", W(name), empty.data(), std::int32_t(empty.size()), 1},
+  };
+  for (const auto& c : cases) {
+    cap.Reset();
+    SetRecord r{};
+    r.FileName = c.file;
+    r.TagData = c.data;
+    r.Value = c.size;
+    EXPECT_EQ(p->Set(decoder, W(u"IDTags"), &r), c.result) << c.label;
+    EXPECT_TRUE(Traced(kEnterMarker, u"clWaveDecoder_Wave::WriteIDTags")) << c.label << cap.TraceUtf8();
+    EXPECT_FALSE(Traced(kExitMarker, u"clWaveDecoder_Wave::WriteIDTags")) << c.label;
+    EXPECT_EQ(ReadAll(file), before) << c.label;
+  }
+}
+
+TEST_F(TagWrite, DefaultsAppendListAndId3AndKeepTheRest) {
+  const auto file = Make(Plain());
+  ASSERT_EQ(Write(file, {{u"Title", u"First", {}}, {u"Artist", u"Someone", {}}}), 1) << cap.TraceUtf8();
+  EXPECT_TRUE(cap.NoErrors()) << cap.TraceUtf8();
+  EXPECT_TRUE(Traced(kExitMarker, u"clWaveDecoder_Wave::WriteIDTags"));
+  FileView v = View(file);
+  EXPECT_EQ(v.ids, (Ids{"fmt ", "data", "cue ", "LIST", "id3 "}));
+  EXPECT_EQ(v.data["data"], kAudio);
+  EXPECT_EQ(v.data["cue "], kCue);
+  // A second write names only the title: the artist stays.
+  ASSERT_EQ(Write(file, {{u"Title", u"Second", {}}}), 1);
+  const auto tags = Tags(file);
+  EXPECT_EQ(tags.at(u"Title"), u"Second");
+  EXPECT_EQ(tags.at(u"Artist"), u"Someone");
+  // The longer list no longer fits before the ID3v2 chunk: the file is rewritten with padding behind it.
+  v = View(file);
+  EXPECT_EQ(v.ids, (Ids{"fmt ", "data", "cue ", "LIST", "JUNK", "id3 "}));
+  EXPECT_EQ(v.data["data"], kAudio);
+  EXPECT_EQ(v.data["cue "], kCue);
+}
+
+TEST_F(TagWrite, TagCreationSettingAndReplayGain) {
+  const struct Case {
+    std::uint32_t creation;
+    bool replayGain;
+    Ids ids;
+  } cases[] = {
+      {0, false, {"fmt ", "data", "LIST", "id3 "}}, {1, false, {"fmt ", "data", "LIST"}},
+      {1, true, {"fmt ", "data", "LIST", "id3 "}},  {2, false, {"fmt ", "data"}},
+      {2, true, {"fmt ", "data", "id3 "}},          {3, false, {"fmt ", "data", "id3 "}},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << "WaveTagDefault " << c.creation << (c.replayGain ? " with replay gain" : ""));
+    settings.Set(u"WaveTagDefault", c.creation);
+    const auto file = Make(WavBuilder().Fmt(PcmFormat(1, 2, 44100, 16)).Data(kAudio).Build());
+    std::vector<HostTag> tags = {{u"Title", u"T", {}}};
+    if (c.replayGain) tags.push_back({u"replaygain_track_gain", u"-6.50 dB", {}});
+    ASSERT_EQ(Write(file, tags), 1) << cap.TraceUtf8();
+    EXPECT_EQ(View(file).ids, c.ids);
+    if (c.replayGain) {
+      EXPECT_EQ(Tags(file).at(u"replaygain_track_gain"), u"-6.50 dB");
+    }
+  }
+}
+
+TEST_F(TagWrite, ListBeforeTheAudioReusesPadding) {
+  const Bytes withJunk = WavBuilder().Fmt(PcmFormat(1, 2, 44100, 16)).Chunk("JUNK", Bytes(2040)).Data(kAudio).Build();
+  const Bytes without = WavBuilder().Fmt(PcmFormat(1, 2, 44100, 16)).Data(kAudio).Build();
+  const std::size_t list = 8 + 4 + 8 + 8;  // 'INFO', then 'INAM' with "Placed" and two zeros
+  const struct Case {
+    const char* label;
+    const Bytes& file;
+    std::uint32_t padding, paddingSize;
+    Ids ids;
+    std::size_t growth;
+  } cases[] = {
+      {"into the padding", withJunk, 0, 0, {"fmt ", "LIST", "JUNK", "data"}, 0},
+      {"before data with 2 KB of padding", without, 0, 0, {"fmt ", "LIST", "JUNK", "data"}, list + 2048},
+      {"before data with 'PAD ' of 4 KB", without, 1, 2, {"fmt ", "LIST", "PAD ", "data"}, list + 4096},
+      {"before data without padding", without, 2, 0, {"fmt ", "LIST", "data"}, list},
+  };
+  settings.Set(u"WaveTagDefault", 1);
+  settings.Set(u"WaveLISTPos", 1);
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.label);
+    settings.Set(u"WaveLISTPadding", c.padding);
+    settings.Set(u"WaveLISTPaddingSize", c.paddingSize);
+    const auto file = Make(c.file);
+    ASSERT_EQ(Write(file, {{u"Title", u"Placed", {}}}), 1) << cap.TraceUtf8();
+    FileView v = View(file);
+    EXPECT_EQ(v.ids, c.ids);
+    EXPECT_EQ(v.data["data"], kAudio);
+    EXPECT_EQ(Tags(file).at(u"Title"), u"Placed");
+    EXPECT_EQ(ReadAll(file).size(), c.file.size() + c.growth);
+    EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 1);
+  }
+}
+
+TEST_F(TagWrite, EmptiedId3ChunkBecomesPaddingOrGoes) {
+  const Bytes file =
+      WavBuilder().Fmt(PcmFormat(1, 2, 44100, 16)).Chunk("id3 ", Id3v23({{"TIT2", "Only"}})).Data(kAudio).Build();
+  const struct Case {
+    std::uint32_t padding;
+    Ids ids;
+  } cases[] = {{0, {"fmt ", "JUNK", "data"}}, {1, {"fmt ", "PAD ", "data"}}, {2, {"fmt ", "data"}}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << "padding " << c.padding);
+    settings.Set(u"WaveLISTPadding", c.padding);
+    const auto path = Make(file);
+    ASSERT_EQ(Delete(path, u"Title\0"), 1) << cap.TraceUtf8();
+    FileView v = View(path);
+    EXPECT_EQ(v.ids, c.ids);
+    EXPECT_EQ(v.data["data"], kAudio);
+    EXPECT_TRUE(Tags(path).empty());
+  }
+}
+
+TEST_F(TagWrite, DeleteAllRemovesListAndId3AndClearsBext) {
+  const Bytes file = WavBuilder()
+                         .Fmt(PcmFormat(1, 2, 44100, 16))
+                         .Chunk("bext", Bext("A description", 1, 0x55))
+                         .Chunk("LIST", Info({{"INAM", "Title"}, {"IART", "Artist"}}))
+                         .Data(kAudio)
+                         .Chunk("cue ", kCue)
+                         .Chunk("id3 ", Id3v23({{"TALB", "Album"}}))
+                         .Build();
+  for (const char16_t* names : {static_cast<const char16_t*>(nullptr), u""}) {
+    SCOPED_TRACE(names ? "empty list" : "null list");
+    cap.Reset();
+    const auto path = Make(file);
+    ASSERT_EQ(Delete(path, names), 1) << cap.TraceUtf8();
+    EXPECT_TRUE(Traced(kExitMarker, u"clDecoder_Wave::DeleteATag"));
+    FileView v = View(path);
+    EXPECT_EQ(v.ids, (Ids{"fmt ", "bext", "JUNK", "data", "cue "}));
+    EXPECT_EQ(v.data["data"], kAudio);
+    EXPECT_EQ(v.data["cue "], kCue);
+    const Bytes& bext = v.data["bext"];
+    ASSERT_EQ(bext.size(), clRIFFBEXTChunk::kFixedSize);
+    EXPECT_EQ(bext[0], 0) << "description cleared";
+    EXPECT_EQ(bext[clRIFFBEXTChunk::kVersionOffset], 1) << "version kept";
+    EXPECT_EQ(bext[clRIFFBEXTChunk::kUmidOffset + 10], 0x55) << "UMID kept";
+    const auto tags = Tags(path);
+    EXPECT_EQ(tags.size(), 1u);
+    EXPECT_EQ(tags.count(u"TimeReference"), 1u);
+  }
+}
+
+TEST_F(TagWrite, DeleteNamedKeepsTheOthers) {
+  const Bytes file = WavBuilder()
+                         .Fmt(PcmFormat(1, 2, 44100, 16))
+                         .Data(kAudio)
+                         .Chunk("LIST", Info({{"INAM", "Title"}, {"IART", "Artist"}, {"ICMT", "Note"}}))
+                         .Chunk("id3 ", Id3v23({{"TALB", "Album"}}))
+                         .Build();
+  const struct Case {
+    const char16_t* names;
+    std::size_t length;
+    std::vector<std::u16string> gone, kept;
+  } cases[] = {
+      {u"Artist\0comment\0", 16, {u"Artist", u"Comment"}, {u"Title", u"Album"}},
+      // "[Empty]" names the empty name, which none of these tags has.
+      {u"[Empty]\0", 9, {}, {u"Title", u"Artist", u"Comment", u"Album"}},
+      {u"Album\0[Empty]\0Title\0", 21, {u"Album", u"Title"}, {u"Artist", u"Comment"}},
+  };
+  for (const auto& c : cases) {
+    const std::u16string names(c.names, c.length);
+    SCOPED_TRACE(WideToUtf8(names));
+    const auto path = Make(file);
+    ASSERT_EQ(Delete(path, names.c_str()), 1) << cap.TraceUtf8();
+    const auto tags = Tags(path);
+    for (const auto& name : c.gone) EXPECT_EQ(tags.count(name), 0u) << WideToUtf8(name);
+    for (const auto& name : c.kept) EXPECT_EQ(tags.count(name), 1u) << WideToUtf8(name);
+    EXPECT_EQ(View(path).data["data"], kAudio);
+  }
+}
+
+TEST_F(TagWrite, BextIsKeptRewrittenOrCreatedOnlyWhenAsked) {
+  const Bytes withBext =
+      WavBuilder().Fmt(PcmFormat(1, 2, 44100, 16)).Chunk("bext", Bext("Old", 2, 0x77)).Data(kAudio).Build();
+  const Bytes plain = WavBuilder().Fmt(PcmFormat(1, 2, 44100, 16)).Data(kAudio).Build();
+  settings.Set(u"WaveTagDefault", 2);
+  const struct Case {
+    const char* label;
+    const Bytes& file;
+    std::vector<HostTag> tags;
+    Ids ids;
+    std::string description;
+    std::uint8_t version, umid;
+  } cases[] = {
+      {"rewritten in place", withBext, {{u"Description", u"New", {}}}, {"fmt ", "bext", "data"}, "New", 2, 0x77},
+      {"untouched fields stay", withBext, {{u"Title", u"T", {}}}, {"fmt ", "bext", "data"}, "Old", 2, 0x77},
+      {"created at the end", plain, {{u"Originator", u"Desk", {}}}, {"fmt ", "data", "bext"}, "", 0, 0},
+      {"not created for other tags", plain, {{u"Title", u"T", {}}}, {"fmt ", "data"}, "", 0, 0},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.label);
+    const auto path = Make(c.file);
+    ASSERT_EQ(Write(path, c.tags), 1) << cap.TraceUtf8();
+    FileView v = View(path);
+    EXPECT_EQ(v.ids, c.ids);
+    EXPECT_EQ(v.data["data"], kAudio);
+    if (!v.data.count("bext")) continue;
+    const Bytes& bext = v.data["bext"];
+    ASSERT_GE(bext.size(), clRIFFBEXTChunk::kFixedSize);
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(bext.data())), c.description);
+    EXPECT_EQ(bext[clRIFFBEXTChunk::kVersionOffset], c.version);
+    EXPECT_EQ(bext[clRIFFBEXTChunk::kUmidOffset], c.umid);
+    EXPECT_EQ(ReadAll(path).size(), c.file.size() + (c.file == plain ? 8 + clRIFFBEXTChunk::kFixedSize : 0));
+  }
+}
+
+TEST_F(TagWrite, MissingFileFailsInBothWriters) {
+  const fs::path missing = dir.path() / "missing.wav";
+  const std::u16string expected =
+      u"Error opening file '" + missing.u16string() + u"', check no other program has it open. (Win:2)";
+  EXPECT_EQ(Write(missing, {{u"Title", u"x", {}}}), 0);
+  EXPECT_FALSE(Traced(kExitMarker, u"clWaveDecoder_Wave::WriteIDTags"));
+  EXPECT_TRUE(Contains(cap.Errors(), expected + u"  [clWaveDecoder_Wave::BEXTWriter]\r\n")) << cap.TraceUtf8();
+  EXPECT_TRUE(Contains(cap.Errors(), expected + u"  [clWaveDecoder_Wave::IDTagWriter]\r\n")) << cap.TraceUtf8();
+  cap.Reset();
+  EXPECT_EQ(Delete(missing, nullptr), 0);
+  // The deletion entry closes its trace level whatever the writers did.
+  EXPECT_TRUE(Traced(kExitMarker, u"clDecoder_Wave::DeleteATag"));
+}
+
+// The tag writers called directly, so that the file layer's fault hook in this
+// process applies: whatever write, seek or rename fails, the audio stays.
+TEST_F(TagWrite, InterruptedTagWritesKeepTheAudio) {
+  const Bytes file = WavBuilder()
+                         .Fmt(PcmFormat(1, 2, 44100, 16))
+                         .Chunk("LIST", Info({{"INAM", "Title"}}))
+                         .Data(kAudio)
+                         .Chunk("id3 ", Id3v23({{"TALB", "Album"}}))
+                         .Build();
+  TagList tags;
+  tags.AddTag(u"Title", u"A much longer title than before, so that the list grows past its room");
+  tags.AddTag(u"Artist", u"Someone");
+  const struct Case {
+    const char* label;
+    TagWriteMode mode;
+    std::uint32_t padding;
+  } cases[] = {{"write, padding", {}, 0}, {"write, no padding", {}, 2}, {"delete all", {false, true}, 2}};
+  for (const auto& c : cases) {
+    settings.Set(u"WaveLISTPadding", c.padding);
+    bool finished = false;
+    for (int k = 1; !finished && k < 300; ++k) {
+      SCOPED_TRACE(testing::Message() << c.label << ", operation " << k << " fails");
+      const auto path = Make(file);
+      xfile_fault::Arm(k);
+      finished = WriteTagChunks(path.u16string(), tags, c.mode, quiet.context(), {});
+      xfile_fault::Disarm();
+      for (int i = 0; i < 400; ++i) Trace(kExitMarker, TraceContext{}, nullptr, true);
+      ASSERT_EQ(View(path).data["data"], kAudio);
+      ASSERT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 1);
+    }
+    EXPECT_TRUE(finished) << c.label;
+  }
+}

@@ -1,0 +1,30 @@
+// The file engine's tag writing: the host's entry points onto the tag writers.
+#include "codec/Trace.h"
+#include "riff/WaveTagWriter.h"
+#include "wave/clWaveDecoder_Wave.h"
+
+bool clWaveDecoder_Wave::WriteIDTags(const char16_t* fileName, const std::uint8_t* tagData, std::int32_t tagBytes,
+                                     const TraceContext& log) {
+  TraceScope scope(log, "clWaveDecoder_Wave::WriteIDTags");
+  // A negative count cannot describe a block: it is refused like a missing one.
+  if (!fileName || !tagData || tagBytes <= 0) return false;
+  TagList tags;
+  tags.FromBlock(std::span(tagData, std::size_t(tagBytes)));
+  if (tags.empty()) return true;
+  const std::u16string_view name(fileName);
+  // Both writers always run: a failed bext must not keep the other tags from being written.
+  const bool bext = BEXTWriter(name, tags, false, false, log);
+  const bool other = IDTagWriter(name, tags, false, false, log);
+  if (!bext || !other) return false;
+  return scope.Ok();
+}
+
+bool clWaveDecoder_Wave::IDTagWriter(std::u16string_view fileName, const TagList& tags, bool deleteNamed,
+                                     bool deleteAll, const TraceContext& log) {
+  return WriteTagChunks(fileName, tags, {deleteNamed, deleteAll}, log, ID3Options());
+}
+
+bool clWaveDecoder_Wave::BEXTWriter(std::u16string_view fileName, const TagList& tags, bool deleteNamed, bool deleteAll,
+                                    const TraceContext& log) {
+  return WriteBextChunk(fileName, tags, {deleteNamed, deleteAll}, log);
+}

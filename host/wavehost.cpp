@@ -4,6 +4,9 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
@@ -15,6 +18,7 @@
 #include "io/ByteReader.h"
 #include "io/Text.h"
 #include "riff/TagSettings.h"
+#include "tags/TagList.h"
 
 namespace {
 const char kUsage[] =
@@ -31,7 +35,13 @@ const char kUsage[] =
     "                        the tags as the host receives them; pictures and other\n"
     "                        binary tags as type, size and MIME type\n"
     "  formats               what the plug-in decodes (extensions and MIME types)\n"
-    "  options               the tagging option pages, current choices marked *\n";
+    "  options               the tagging option pages, current choices marked *\n"
+    "  tag FILE NAME=VALUE... [--picture IMAGE [--picture-type N] [--description TEXT]] [--trace]\n"
+    "                        write tags (Set \"IDTags\"); the file's other tags stay;\n"
+    "                        N is the picture type, 3 (front cover) when not given\n"
+    "  untag FILE [NAME...] [--trace]\n"
+    "                        delete the named tags, or every tag when none is named\n"
+    "  settings [NAME VALUE] the eight tagging settings as stored, or change one\n";
 
 // Trace text arrives as UTF-16 with CR LF; the terminal wants UTF-8 lines.
 std::string ForTerminal(const std::u16string& text) {
@@ -452,6 +462,115 @@ int CommandOptions(Session& s) {
   }
   return 0;
 }
+void ReportResult(Session& s, const char* what, int ok, bool trace) {
+  if (trace) s.PrintTrace();
+  std::printf("%s: %d\n", what, ok);
+  if (!ok) s.PrintErrors();
+}
+
+bool ReadImage(const std::string& path, std::vector<std::uint8_t>& out) {
+  std::ifstream in(std::filesystem::path(Utf8ToWide(path)), std::ios::binary);
+  out.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  return in.good() || in.eof();
+}
+
+int CommandTag(Session& s, const std::vector<std::string>& args) {
+  std::string file, picture, description;
+  int pictureType = 3;
+  bool trace = false;
+  std::vector<HostTag> tags;
+  for (std::size_t i = 0; i < args.size(); ++i) {
+    const std::string& a = args[i];
+    const bool hasNext = i + 1 < args.size();
+    if (a == "--trace") {
+      trace = true;
+    } else if (a == "--picture" && hasNext) {
+      picture = args[++i];
+    } else if (a == "--picture-type" && hasNext) {
+      pictureType = std::atoi(args[++i].c_str());
+    } else if (a == "--description" && hasNext) {
+      description = args[++i];
+    } else if (file.empty() && a.rfind("-", 0) != 0) {
+      file = a;
+    } else if (const auto eq = a.find('='); eq != std::string::npos && eq > 0) {
+      tags.push_back({Utf8ToWide(a.substr(0, eq)), Utf8ToWide(a.substr(eq + 1)), {}});
+    } else {
+      return std::fputs(kUsage, stderr), 2;
+    }
+  }
+  if (file.empty() || (tags.empty() && picture.empty())) return std::fputs(kUsage, stderr), 2;
+  if (!picture.empty()) {
+    std::vector<std::uint8_t> image;
+    if (!ReadImage(picture, image) || image.empty()) {
+      std::fprintf(stderr, "wavehost: cannot read %s\n", picture.c_str());
+      return 1;
+    }
+    const std::u16string typeName = PictureTypeName(pictureType);
+    std::u16string name = u"_albumart_1" + (typeName.empty() ? std::u16string(u"_Undefined") : typeName);
+    if (!description.empty()) name += u"<subdesc>" + Utf8ToWide(description);
+    tags.push_back({name, u"", std::move(image)});
+  }
+  const std::vector<std::uint8_t> block = BuildTagBlock(tags);
+  const std::u16string name = Utf8ToWide(file);
+  SetRecord record{};
+  record.FileName = reinterpret_cast<const WaveChar*>(name.c_str());
+  record.TagData = block.data();
+  record.Value = std::int32_t(block.size());
+  const int ok = s.plugin.Set(s.decoder, reinterpret_cast<const WaveChar*>(u"IDTags"), &record);
+  ReportResult(s, "IDTags", ok, trace);
+  return ok ? 0 : 1;
+}
+
+int CommandUntag(Session& s, const std::vector<std::string>& args) {
+  std::string file;
+  bool trace = false;
+  std::u16string names;
+  for (const auto& a : args) {
+    if (a == "--trace") {
+      trace = true;
+    } else if (file.empty()) {
+      file = a;
+    } else {
+      // The list cannot hold an empty string: "[Empty]" stands for it.
+      names += a.empty() ? std::u16string(u"[Empty]") : Utf8ToWide(a);
+      names.push_back(u'\0');
+    }
+  }
+  if (file.empty()) return std::fputs(kUsage, stderr), 2;
+  const bool all = names.empty();
+  names.push_back(u'\0');
+  const std::u16string name = Utf8ToWide(file);
+  const int ok = s.plugin.DeleteATag(s.decoder, reinterpret_cast<const WaveChar*>(name.c_str()),
+                                     all ? nullptr : reinterpret_cast<const WaveChar*>(names.c_str()));
+  ReportResult(s, "DeleteATag", ok, trace);
+  return ok ? 0 : 1;
+}
+
+int CommandSettings(const std::vector<std::string>& args) {
+  if (args.size() == 2) {
+    const std::u16string name = Utf8ToWide(args[0]);
+    const bool known = std::find(kTagSettingNames.begin(), kTagSettingNames.end(), name) != kTagSettingNames.end();
+    const std::string& v = args[1];
+    const bool number = !v.empty() && v.size() <= 10 && v.find_first_not_of("0123456789") == std::string::npos &&
+                        std::stoull(v) <= 0xFFFFFFFFull;
+    if (!known || !number) {
+      std::fprintf(stderr, "wavehost: %s\n", !known ? "unknown setting" : "the value must be a number from 0");
+      return 2;
+    }
+    if (!WriteTagSetting(name, std::uint32_t(std::stoull(v)))) {
+      std::fprintf(stderr, "wavehost: cannot write %s\n", WideToUtf8(TagSettingsLocation()).c_str());
+      return 1;
+    }
+  } else if (!args.empty()) {
+    return std::fputs(kUsage, stderr), 2;
+  }
+  std::printf("Settings: %s\n", WideToUtf8(TagSettingsLocation()).c_str());
+  for (const auto name : kTagSettingNames) {
+    const auto value = ReadTagSettingIfSet(name);
+    std::printf("  %-24s %u%s\n", WideToUtf8(name).c_str(), value.value_or(0), value ? "" : "  (not set)");
+  }
+  return 0;
+}
 }  // namespace
 
 int HostMain(const std::vector<std::string>& argv) {
@@ -467,11 +586,14 @@ int HostMain(const std::vector<std::string>& argv) {
   }
   const std::string command = args[0];
   args.erase(args.begin());
+  if (command == "settings") return CommandSettings(args);
   Session session;
   if (!session.Start(pluginPath)) return 1;
   if (command == "open") return CommandOpen(session, args);
   if (command == "formats") return CommandFormats(session);
   if (command == "options") return CommandOptions(session);
+  if (command == "tag") return CommandTag(session, args);
+  if (command == "untag") return CommandUntag(session, args);
   const Args parsed = ParseArgs(args);
   if (parsed.bad) return std::fputs(kUsage, stderr), 2;
   if (command == "info") return CommandInfo(session, parsed);

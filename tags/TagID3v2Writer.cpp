@@ -14,6 +14,14 @@
 // into the name they came from (lyrics, rating, original release year),
 // travel in TXX frames described by their tag name, which reads back under
 // that name. The CD table of contents is binary and has only MCI there.
+//
+// Text is ISO-8859-1 unless the user chose Unicode; a frame whose text does
+// not fit is written in the version's Unicode encoding instead (UTF-16 with a
+// byte order mark before 2.4, UTF-8 in 2.4) rather than losing characters.
+// UTF-8 chosen for a version that has none gives UTF-16 with a byte order mark.
+//
+// No padding: the tag writer puts the tag into a chunk of its own and moves
+// neighbouring chunks itself, and an empty tag must stay at 10 bytes.
 
 #include "tags/TagID3v2Writer.h"
 

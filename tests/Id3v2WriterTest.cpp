@@ -269,6 +269,35 @@ TEST(Id3v2WriterFrames, NamesChooseTheirFramesPerVersion) {
   EXPECT_EQ(popm->body, body);
 }
 
+TEST(Id3v2WriterFrames, RatingsAndTablesOfContentsInTheirForms) {
+  struct Case {
+    const char16_t* name;
+    const char16_t* value;
+    Bytes data;
+    const char16_t* readName;
+    std::u16string readValue;  // "<missing>" when nothing is written
+    Bytes readData;
+  };
+  const Case cases[] = {
+      {u"Rating", u"0", {}, u"Rating", u"0", {}},
+      {u"Rating", u"300", {}, u"Rating", u"255", {}},  // the byte cannot hold more
+      {u"Rating", u"five stars", {}, u"Rating", u"<missing>", {}},
+      {u"_cdtoc", u"", kCdToc, u"_cdtoc", u"", kCdToc},
+      // The hex text of an INFO list is turned back into the record.
+      {u"_CDTOC", u"00 12 01 01 00 14 01 00 00 00 00 00 00 14 AA 00 00 00 2A 10", {}, u"_cdtoc", u"", kCdToc},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(Utf8(c.name) + " " + Utf8(c.value));
+    TagList tags;
+    tags.AddTag(c.name, c.value, c.data);
+    const TagList back = Read(RenderID3v2(tags, {}));
+    EXPECT_EQ(Value(back, c.readName), c.readValue);
+    if (const TagEntry* e = Find(back, c.readName)) {
+      EXPECT_EQ(e->data, c.readData);
+    }
+  }
+}
+
 TEST(Id3v2WriterFrames, PicturesKeepTypeDescriptionAndFormat) {
   TagList tags;
   tags.AddTag(u"_albumart_1_Back Album Cover<subdesc>R\u00FCckseite \u2192", u"", Jpeg(64));

@@ -50,10 +50,16 @@ with tempfile.TemporaryDirectory() as work:
         # ffmpeg writes float with an extensible header (mask 0x3): mask names join with two blanks.
         ("float", ["-ac", "2", "-ar", "44100", "-c:a", "pcm_f32le"], "Perfect (Lossless)", "Left,  Right"),
     ]
+    # sox writes an extensible header and a 'fact' chunk; it has no way to write a title.
+    cases.append(("sox", None, "DVD (Lossless)", "Left,  Right"))
     for name, args, quality, layout in cases:
         path = os.path.join(work, name + ".wav")
-        subprocess.run(["ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", "sine=d=1.25", *args,
-                        "-metadata", "title=Json " + name, path], check=True)
+        if args is None:
+            subprocess.run(["sox", "-n", "-r", "48000", "-b", "24", "-c", "2", path, "synth", "1.25", "sine", "440"],
+                           check=True)
+        else:
+            subprocess.run(["ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", "sine=d=1.25", *args,
+                            "-metadata", "title=Json " + name, path], check=True)
         info = json.loads(subprocess.run(HOST + ["info", path, "--json"], check=True, capture_output=True).stdout)
         listed, (tag, channels, rate, byte_rate, align, bits) = chunks(path)
         data_bytes = dict(listed)["data"]
@@ -73,7 +79,10 @@ with tempfile.TemporaryDirectory() as work:
         expect(name + " chunk map", props.get("Riff Chunks"),
                ",  ".join(f"'{cid}' {grouped(size)} {'byte' if size == 1 else 'bytes'}" for cid, size in listed))
         titles = [t["values"] for t in info["tags"] if t["name"] == "Title"]
-        expect(name + " title", titles, [["Json " + name]])
+        expect(name + " title", titles, [] if args is None else [["Json " + name]])
+        expect(name + " header", props.get("Wave Header"),
+               "Wave Format Extensible" if tag == 0xFFFE else "Wave Format PCM" if dict(listed)["fmt "] == 16
+               else "Wave Format Extended")
         expect(name + " length text", info["length"], "0:00:01.250")
 
 for f in failures:

@@ -6,6 +6,7 @@
 #include <fstream>
 
 #include "PluginHarness.h"
+#include "TagChunkBuilders.h"
 #include "host/TagBlock.h"
 #include "io/ByteWriter.h"
 #include "io/Text.h"
@@ -13,50 +14,6 @@
 #include "wave/clWaveDecoder_Wave.h"
 
 namespace {
-// A version 2.3 tag of Latin-1 text frames.
-Bytes Id3v23(std::initializer_list<std::pair<const char*, std::string>> frames, std::uint32_t claimExtra = 0) {
-  Bytes body;
-  ByteWriter w(body);
-  for (const auto& [id, text] : frames) {
-    w.Text(id);
-    w.U32BE(std::uint32_t(text.size() + 1));
-    w.U16(0);
-    w.U8(0);  // ISO-8859-1
-    w.Text(text);
-  }
-  Bytes tag;
-  ByteWriter t(tag);
-  t.Text("ID3");
-  t.U8(3);
-  t.U8(0);
-  t.U8(0);
-  const std::uint32_t size = std::uint32_t(body.size()) + claimExtra;
-  for (int shift : {21, 14, 7, 0}) t.U8(std::uint8_t((size >> shift) & 0x7F));  // synchsafe
-  t.Bytes(body);
-  return tag;
-}
-
-Bytes Info(std::initializer_list<std::pair<const char*, std::string>> subChunks) {
-  Bytes out;
-  ByteWriter w(out);
-  w.Text("INFO");
-  for (const auto& [id, text] : subChunks) {
-    w.Text(id);
-    w.U32(std::uint32_t(text.size() + 1));
-    w.Text(text);
-    w.U8(0);
-    if ((text.size() + 1) & 1) w.U8(0);
-  }
-  return out;
-}
-
-Bytes Bext(const std::string& description, std::uint16_t version) {
-  Bytes out(clRIFFBEXTChunk::kFixedSize, 0);
-  std::copy(description.begin(), description.end(), out.begin());
-  out[346] = std::uint8_t(version);
-  return out;
-}
-
 struct Read {
   int ok = 0;
   std::vector<HostTag> tags;
@@ -101,10 +58,10 @@ WavBuilder Audio() {
 TEST(TagRead, Id3WinsOverListAndBextWhereverItStands) {
   const Read r =
       ReadTags(Audio()
-                   .Chunk("LIST", Info({{"INAM", "List title"}, {"IART", "List artist"}, {"IART", "Second"}}))
+                   .Chunk("LIST", InfoList({{"INAM", "List title"}, {"IART", "List artist"}, {"IART", "Second"}}))
                    .Data(Bytes(64, 0))
-                   .Chunk("bext", Bext("Bext description", 1))
-                   .Chunk("id3 ", Id3v23({{"TIT2", "Id3 title"}, {"TXXX", ""}}))
+                   .Chunk("bext", BextRecord("Bext description", 1))
+                   .Chunk("id3 ", Id3v23Tag({{"TIT2", "Id3 title"}, {"TXXX", ""}}))
                    .Build());
   ASSERT_EQ(r.ok, 1);
   EXPECT_EQ(r.Value(u"Title"), u"Id3 title");
@@ -122,9 +79,9 @@ TEST(TagRead, Id3WinsOverListAndBextWhereverItStands) {
 TEST(TagRead, AnId3TagLargerThanItsChunkIsIgnored) {
   const Read r = ReadTags(Audio()
                               .Data(Bytes(64, 0))
-                              .Chunk("id3 ", Id3v23({{"TIT2", "Id3 title"}}, 100))
-                              .Chunk("LIST", Info({{"INAM", "List title"}}))
-                              .Chunk("bext", Bext("Desc", 2))
+                              .Chunk("id3 ", Id3v23Tag({{"TIT2", "Id3 title"}}, 100))
+                              .Chunk("LIST", InfoList({{"INAM", "List title"}}))
+                              .Chunk("bext", BextRecord("Desc", 2))
                               .Build());
   ASSERT_EQ(r.ok, 1);
   EXPECT_EQ(r.Value(u"Title"), u"List title");
@@ -140,10 +97,10 @@ TEST(TagRead, DamagedOrForeignTagChunksNeverFailOpen) {
   EXPECT_EQ(a.Find(u"_riff_LIST")->data, Bytes({'L', 'I', 'S', 'T'}) + adtl);
 
   // A corrupted sub-chunk keeps the tags before it; a broken ID3 tag contributes nothing.
-  Bytes info = Info({{"INAM", "Kept"}});
+  Bytes info = InfoList({{"INAM", "Kept"}});
   ByteWriter(info).Text("IART");
   ByteWriter(info).U32(5000);
-  Bytes broken = Id3v23({{"TIT2", "x"}});
+  Bytes broken = Id3v23Tag({{"TIT2", "x"}});
   broken[3] = 9;  // no such version
   const Read b = ReadTags(Audio().Chunk("LIST", info).Chunk("id3 ", broken).Data(Bytes(8, 0)).Build());
   ASSERT_EQ(b.ok, 1);
@@ -209,15 +166,15 @@ TEST(TagRead, SummaryNamesTheSourcesThatDeliveredTags) {
     std::u16string summary;
   } cases[] = {
       {Audio().Data(Bytes(8, 0)).Build(), u""},
-      {Audio().Chunk("LIST", Info({{"INAM", "t"}})).Data(Bytes(8, 0)).Build(), u"LIST"},
+      {Audio().Chunk("LIST", InfoList({{"INAM", "t"}})).Data(Bytes(8, 0)).Build(), u"LIST"},
       {Audio()
-           .Chunk("bext", Bext("d", 1))
-           .Chunk("LIST", Info({{"INAM", "t"}}))
+           .Chunk("bext", BextRecord("d", 1))
+           .Chunk("LIST", InfoList({{"INAM", "t"}}))
            .Data(Bytes(8, 0))
-           .Chunk("id3 ", Id3v23({{"TIT2", "x"}}))
+           .Chunk("id3 ", Id3v23Tag({{"TIT2", "x"}}))
            .Build(),
        u"LIST & ID3 & BEXT v1"},
-      {Audio().Data(Bytes(8, 0)).Chunk("bext", Bext("", 2)).Build(), u"BEXT v2"},
+      {Audio().Data(Bytes(8, 0)).Chunk("bext", BextRecord("", 2)).Build(), u"BEXT v2"},
   };
   for (const auto& c : cases) {
     TempDir dir;
@@ -236,7 +193,7 @@ TEST(TagRead, SummaryNamesTheSourcesThatDeliveredTags) {
 
 TEST(TagRead, OverridesSetByTheHostRenameTpe2AndTit1) {
   TempDir dir;
-  dir.Write("o.wav", Audio().Data(Bytes(8, 0)).Chunk("id3 ", Id3v23({{"TPE2", "Band"}, {"TIT1", "Group"}})).Build());
+  dir.Write("o.wav", Audio().Data(Bytes(8, 0)).Chunk("id3 ", Id3v23Tag({{"TPE2", "Band"}, {"TIT1", "Group"}})).Build());
   const std::u16string name = dir.File("o.wav");
   struct Case {
     int tpe2, tit1;  // -1: not set

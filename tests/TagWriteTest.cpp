@@ -6,6 +6,7 @@
 #include <map>
 
 #include "PluginHarness.h"
+#include "TagChunkBuilders.h"
 #include "TagSettingsSandbox.h"
 #include "codec/Trace.h"
 #include "host/TagBlock.h"
@@ -22,51 +23,6 @@ namespace fs = std::filesystem;
 namespace {
 const Bytes kAudio = Noise(6000, 17);
 const Bytes kCue = Noise(28, 5);
-
-Bytes Info(std::initializer_list<std::pair<const char*, std::string>> subChunks) {
-  Bytes out;
-  ByteWriter w(out);
-  w.Text("INFO");
-  for (const auto& [id, text] : subChunks) {
-    w.Text(id);
-    w.U32(std::uint32_t(text.size() + 1));
-    w.Text(text);
-    w.U8(0);
-    if ((text.size() + 1) & 1) w.U8(0);
-  }
-  return out;
-}
-
-// A version 2.3 tag of Latin-1 frames; a TXXX frame's text is "description\0value".
-Bytes Id3v23(std::initializer_list<std::pair<const char*, std::string>> frames) {
-  Bytes body;
-  ByteWriter w(body);
-  for (const auto& [id, text] : frames) {
-    w.Text(id);
-    w.U32BE(std::uint32_t(text.size() + 1));
-    w.U16(0);
-    w.U8(0);
-    w.Text(text);
-  }
-  Bytes tag;
-  ByteWriter t(tag);
-  t.Text("ID3");
-  t.U8(3);
-  t.U8(0);
-  t.U8(0);
-  const auto size = std::uint32_t(body.size());
-  for (int shift : {21, 14, 7, 0}) t.U8(std::uint8_t((size >> shift) & 0x7F));
-  t.Bytes(body);
-  return tag;
-}
-
-Bytes Bext(const std::string& description, std::uint16_t version, std::uint8_t umidFill) {
-  Bytes out(clRIFFBEXTChunk::kFixedSize, 0);
-  std::copy(description.begin(), description.end(), out.begin());
-  out[clRIFFBEXTChunk::kVersionOffset] = std::uint8_t(version);
-  std::fill_n(out.begin() + clRIFFBEXTChunk::kUmidOffset, clRIFFBEXTChunk::kUmidSize, umidFill);
-  return out;
-}
 
 std::string IdText(std::uint32_t id) {
   std::string text;
@@ -260,7 +216,7 @@ TEST_F(TagWrite, ListBeforeTheAudioReusesPadding) {
 
 TEST_F(TagWrite, EmptiedId3ChunkBecomesPaddingOrGoes) {
   const Bytes file =
-      WavBuilder().Fmt(PcmFormat(1, 2, 44100, 16)).Chunk("id3 ", Id3v23({{"TIT2", "Only"}})).Data(kAudio).Build();
+      WavBuilder().Fmt(PcmFormat(1, 2, 44100, 16)).Chunk("id3 ", Id3v23Tag({{"TIT2", "Only"}})).Data(kAudio).Build();
   const struct Case {
     std::uint32_t padding;
     Ids ids;
@@ -280,11 +236,11 @@ TEST_F(TagWrite, EmptiedId3ChunkBecomesPaddingOrGoes) {
 TEST_F(TagWrite, DeleteAllRemovesListAndId3AndClearsBext) {
   const Bytes file = WavBuilder()
                          .Fmt(PcmFormat(1, 2, 44100, 16))
-                         .Chunk("bext", Bext("A description", 1, 0x55))
-                         .Chunk("LIST", Info({{"INAM", "Title"}, {"IART", "Artist"}}))
+                         .Chunk("bext", BextRecord("A description", 1, 0x55))
+                         .Chunk("LIST", InfoList({{"INAM", "Title"}, {"IART", "Artist"}}))
                          .Data(kAudio)
                          .Chunk("cue ", kCue)
-                         .Chunk("id3 ", Id3v23({{"TALB", "Album"}}))
+                         .Chunk("id3 ", Id3v23Tag({{"TALB", "Album"}}))
                          .Build();
   for (const char16_t* names : {static_cast<const char16_t*>(nullptr), u""}) {
     SCOPED_TRACE(names ? "empty list" : "null list");
@@ -311,8 +267,8 @@ TEST_F(TagWrite, DeleteNamedKeepsTheOthers) {
   const Bytes file = WavBuilder()
                          .Fmt(PcmFormat(1, 2, 44100, 16))
                          .Data(kAudio)
-                         .Chunk("LIST", Info({{"INAM", "Title"}, {"IART", "Artist"}, {"ICMT", "Note"}}))
-                         .Chunk("id3 ", Id3v23({{"TALB", "Album"}}))
+                         .Chunk("LIST", InfoList({{"INAM", "Title"}, {"IART", "Artist"}, {"ICMT", "Note"}}))
+                         .Chunk("id3 ", Id3v23Tag({{"TALB", "Album"}}))
                          .Build();
   const struct Case {
     const char16_t* names;
@@ -338,7 +294,7 @@ TEST_F(TagWrite, DeleteNamedKeepsTheOthers) {
 
 TEST_F(TagWrite, BextIsKeptRewrittenOrCreatedOnlyWhenAsked) {
   const Bytes withBext =
-      WavBuilder().Fmt(PcmFormat(1, 2, 44100, 16)).Chunk("bext", Bext("Old", 2, 0x77)).Data(kAudio).Build();
+      WavBuilder().Fmt(PcmFormat(1, 2, 44100, 16)).Chunk("bext", BextRecord("Old", 2, 0x77)).Data(kAudio).Build();
   const Bytes plain = WavBuilder().Fmt(PcmFormat(1, 2, 44100, 16)).Data(kAudio).Build();
   settings.Set(u"WaveTagDefault", 2);
   const struct Case {
@@ -390,9 +346,9 @@ TEST_F(TagWrite, MissingFileFailsInBothWriters) {
 TEST_F(TagWrite, InterruptedTagWritesKeepTheAudio) {
   const Bytes file = WavBuilder()
                          .Fmt(PcmFormat(1, 2, 44100, 16))
-                         .Chunk("LIST", Info({{"INAM", "Title"}}))
+                         .Chunk("LIST", InfoList({{"INAM", "Title"}}))
                          .Data(kAudio)
-                         .Chunk("id3 ", Id3v23({{"TALB", "Album"}}))
+                         .Chunk("id3 ", Id3v23Tag({{"TALB", "Album"}}))
                          .Build();
   TagList tags;
   tags.AddTag(u"Title", u"A much longer title than before, so that the list grows past its room");

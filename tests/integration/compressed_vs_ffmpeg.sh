@@ -89,8 +89,8 @@ ffmpeg -v error -y -f lavfi \
 ffmpeg -v error -y -i "$src" -ar 8000 "$work/src8k.wav"
 
 for ch in 1 2; do
-  for spec in "ima-adpcm:max:128" "ms-adpcm:s16" "a-law:g711" "u-law:g711"; do
-    IFS=: read -r enc mode bound <<<"$spec"
+  for row in "ima-adpcm:max:128" "ms-adpcm:s16" "a-law:g711" "u-law:g711"; do
+    IFS=: read -r enc mode bound <<<"$row"
     f="$work/sox-$enc-$ch.wav"
     sox "$src" -c "$ch" -e "$enc" "$f"
     check "sox $enc ${ch}ch" "$mode${bound:+:$bound}" "$f" "$ch"
@@ -100,14 +100,14 @@ f="$work/sox-gsm.wav"
 sox "$work/src8k.wav" -c 1 -e gsm-full-rate "$f"
 check "sox gsm-full-rate 1ch" s16 "$f"
 
-for spec in "adpcm_ima_wav:max:128" "adpcm_ms:s16" "pcm_alaw:g711" "pcm_mulaw:g711"; do
-  IFS=: read -r codec mode bound <<<"$spec"
+for row in "adpcm_ima_wav:max:128" "adpcm_ms:s16" "pcm_alaw:g711" "pcm_mulaw:g711"; do
+  IFS=: read -r codec mode bound <<<"$row"
   f="$work/ffmpeg-$codec.wav"
   ffmpeg -v error -y -i "$src" -c:a "$codec" "$f"
   check "ffmpeg $codec 2ch" "$mode${bound:+:$bound}" "$f" 2
 done
-for spec in "libmp3lame:128k:2" "libmp3lame:32k:1" "mp2:192k:2"; do
-  IFS=: read -r codec rate ch <<<"$spec"
+for row in "libmp3lame:128k:2" "libmp3lame:32k:1" "mp2:192k:2"; do
+  IFS=: read -r codec rate ch <<<"$row"
   f="$work/ffmpeg-$codec-$rate.wav"
   ffmpeg -v error -y -i "$src" -ac "$ch" -c:a "$codec" -b:a "$rate" -f wav "$f"
   check "ffmpeg $codec $rate ${ch}ch" mpeg:4 "$f" "$ch"

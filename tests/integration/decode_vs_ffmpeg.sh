@@ -31,17 +31,17 @@ src="$work/src.wav"
 ffmpeg -v error -y -f lavfi -i "sine=frequency=440:sample_rate=48000:duration=1.7" -ac 1 "$src"
 
 # ffmpeg-written files: plain and extensible headers, every PCM and float depth.
-for spec in "u8:pcm_u8:1" "s16le:pcm_s16le:2" "s24le:pcm_s24le:2" "s32le:pcm_s32le:6" "f32le:pcm_f32le:2" \
+for row in "u8:pcm_u8:1" "s16le:pcm_s16le:2" "s24le:pcm_s24le:2" "s32le:pcm_s32le:6" "f32le:pcm_f32le:2" \
             "f64le:pcm_f64le:1" "s16le:pcm_s16le:8"; do
-  IFS=: read -r fmt codec ch <<<"$spec"
+  IFS=: read -r fmt codec ch <<<"$row"
   f="$work/ffmpeg-$codec-$ch.wav"
   ffmpeg -v error -y -i "$src" -ac "$ch" -c:a "$codec" "$f"
   check "ffmpeg $codec ${ch}ch" "$fmt" "$f"
 done
 # sox-written files.
-for spec in "s16le:16:signed-integer:2" "s24le:24:signed-integer:1" "s32le:32:signed-integer:4" \
+for row in "s16le:16:signed-integer:2" "s24le:24:signed-integer:1" "s32le:32:signed-integer:4" \
             "f32le:32:floating-point:2" "u8:8:unsigned-integer:1"; do
-  IFS=: read -r fmt bits enc ch <<<"$spec"
+  IFS=: read -r fmt bits enc ch <<<"$row"
   f="$work/sox-$bits-$enc-$ch.wav"
   sox "$src" -b "$bits" -e "$enc" -c "$ch" "$f"
   check "sox $bits-bit $enc ${ch}ch" "$fmt" "$f"

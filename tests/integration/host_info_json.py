@@ -10,19 +10,13 @@ import subprocess
 import sys
 import tempfile
 
-HOST = sys.argv[1:]
-if len(HOST) > 1:
-    HOST = HOST[1:] + HOST[:1]
-failures = []
-passed = 0
+from checks import Checks, program_command
 
 
-def expect(what, got, want):
-    global passed
-    if got == want:
-        passed += 1
-    else:
-        failures.append(f"{what}: got {got!r}, want {want!r}")
+HOST = program_command()
+checks = Checks()
+expect = checks.expect
+
 
 
 def chunks(path):
@@ -85,7 +79,4 @@ with tempfile.TemporaryDirectory() as work:
                else "Wave Format Extended")
         expect(name + " length text", info["length"], "0:00:01.250")
 
-for f in failures:
-    print("FAIL", f)
-print(f"{passed} passed, {len(failures)} failed")
-sys.exit(1 if failures else 0)
+checks.finish("passed")

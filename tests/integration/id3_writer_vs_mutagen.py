@@ -11,11 +11,11 @@ import tempfile
 
 from mutagen import id3
 
-TESTS = sys.argv[1:]  # runner (e.g. wine) first when given last on the command line
-if len(TESTS) > 1:
-    TESTS = TESTS[1:] + TESTS[:1]
-failures = []
-passed = 0
+from checks import Checks, program_command
+
+TESTS = program_command()
+checks = Checks()
+expect = checks.expect
 
 LATIN1, UTF16, UTF8 = 0, 1, 3
 # What the sample tag of Id3v2WriterDump holds (tests/Id3v2WriterTest.cpp, SampleTags).
@@ -24,13 +24,6 @@ TITLE = "\u03a9mega \u6771\u4eac"
 CDTOC = bytes([0x00, 0x12, 0x01, 0x01, 0x00, 0x14, 0x01, 0x00, 0x00, 0x00, 0x00, 0x00,
                0x00, 0x14, 0xAA, 0x00, 0x00, 0x00, 0x2A, 0x10])
 
-
-def expect(what, got, want):
-    global passed
-    if got == want:
-        passed += 1
-    else:
-        failures.append(f"{what}: got {got!r}, want {want!r}")
 
 
 def texts(tags, key):
@@ -98,14 +91,11 @@ with tempfile.TemporaryDirectory() as work:
             if os.path.exists(path):
                 check_sample(path, version, encoding)
             else:
-                failures.append(f"{path} was not written")
+                checks.failures.append(f"{path} was not written")
         path = os.path.join(work, f"{version}-date.id3")
         if os.path.exists(path):
             check_date(path, version)
         else:
-            failures.append(f"{path} was not written")
+            checks.failures.append(f"{path} was not written")
 
-for failure in failures:
-    print("FAIL", failure)
-print(f"{passed} checks passed, {len(failures)} failed")
-sys.exit(1 if failures else 0)
+checks.finish("checks passed")

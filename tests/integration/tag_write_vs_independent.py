@@ -15,19 +15,12 @@ import tempfile
 
 from mutagen.wave import WAVE
 
-HOST = sys.argv[1:]  # runner (e.g. wine) first when given last on the command line
-if len(HOST) > 1:
-    HOST = HOST[1:] + HOST[:1]
-failures = []
-passed = 0
+from checks import Checks, program_command
 
+HOST = program_command()
+checks = Checks()
+expect = checks.expect
 
-def expect(what, got, want):
-    global passed
-    if got == want:
-        passed += 1
-    else:
-        failures.append(f"{what}: got {got!r}, want {want!r}")
 
 
 def host(*args):
@@ -152,7 +145,4 @@ with tempfile.TemporaryDirectory() as work:
     expect("bwf audio", audio_md5(path), before)
     expect("bwf no temporary file", sorted(n for n in os.listdir(work) if n != "config"), ["bwf.wav", "cover.png", "plain.wav"])
 
-print(f"{passed} checks passed")
-for f in failures:
-    print("FAIL", f)
-sys.exit(1 if failures else 0)
+checks.finish("checks passed")

@@ -14,11 +14,11 @@ import tempfile
 from mutagen import id3
 from mutagen.wave import WAVE
 
-HOST = sys.argv[1:]  # runner (e.g. wine) first when given last on the command line
-if len(HOST) > 1:
-    HOST = HOST[1:] + HOST[:1]
-failures = []
-passed = 0
+from checks import Checks, program_command
+
+HOST = program_command()
+checks = Checks()
+expect = checks.expect
 
 
 def host_tags(path):
@@ -26,13 +26,6 @@ def host_tags(path):
     tags = json.loads(out.decode("utf-8"))["tags"]
     return {t["name"]: t for t in tags}
 
-
-def expect(what, got, want):
-    global passed
-    if got == want:
-        passed += 1
-    else:
-        failures.append(f"{what}: got {got!r}, want {want!r}")
 
 
 def text(tags, name):
@@ -111,7 +104,4 @@ with tempfile.TemporaryDirectory() as work:
     tags = host_tags(path)
     expect("sox chunk tags", sorted(tags), ["_riff_data", "_riff_fmt "])
 
-for f in failures:
-    print("FAIL", f)
-print(f"{passed} passed, {len(failures)} failed")
-sys.exit(1 if failures else 0)
+checks.finish("passed")

@@ -6,38 +6,15 @@
 #include <string>
 #include <vector>
 
+#include "WfxHeads.h"
 #include "io/ByteWriter.h"
 #include "wave/AudioText.h"
 
 namespace {
-struct Head {
-  std::uint16_t tag;
-  std::uint16_t channels;
-  std::uint32_t rate;
-  std::uint32_t bytesPerSec;
-  std::uint16_t blockAlign;
-  std::uint16_t bits;
-};
-
 // The header a "fmt " chunk of this head would give; an extensible one when `subTag` is set.
 WFX Header(const Head& h, std::uint16_t subTag = 0, std::uint32_t mask = 0, std::uint16_t cbSize = 0) {
-  std::vector<std::uint8_t> bytes;
-  ByteWriter out(bytes);
-  out.U16(subTag != 0 ? kWaveFormatExtensible : h.tag);
-  out.U16(h.channels);
-  out.U32(h.rate);
-  out.U32(h.bytesPerSec);
-  out.U16(h.blockAlign);
-  out.U16(h.bits);
-  if (subTag != 0) {
-    out.U16(kWfxExtensibleExtraSize);
-    out.U16(h.bits);
-    out.U32(mask);
-    out.Bytes(SubFormatGuid(subTag));
-  } else {
-    out.U16(cbSize);
-    out.Zeros(cbSize);
-  }
+  std::vector<std::uint8_t> bytes =
+      subTag != 0 ? Extensible(h, h.bits, mask, subTag) : Plain(h, cbSize, std::vector<std::uint8_t>(cbSize, 0));
   WFX wfx;
   wfx.SetFromChunk(bytes);
   return wfx;

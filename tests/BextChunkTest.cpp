@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "TagPairs.h"
 #include "TraceCapture.h"
 #include "codec/Trace.h"
 #include "io/ByteReader.h"
@@ -14,7 +15,6 @@
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
-using Pairs = std::vector<std::pair<std::u16string, std::u16string>>;
 using Bext = clRIFFBEXTChunk;
 
 const TraceContext kNowhere{0, 0, 0};
@@ -27,18 +27,6 @@ void ToDepthZero() {
 Bytes Payload(std::size_t size, std::initializer_list<std::pair<std::size_t, std::string_view>> fields) {
   Bytes out(size, 0);
   for (const auto& [offset, text] : fields) std::copy(text.begin(), text.end(), out.begin() + std::ptrdiff_t(offset));
-  return out;
-}
-
-Pairs TextsOf(const TagList& list) {
-  Pairs out;
-  for (std::size_t i = 0; i < list.size(); ++i) out.emplace_back(list[i].name, list[i].value);
-  return out;
-}
-
-std::string Show(const Pairs& pairs) {
-  std::string out;
-  for (const auto& [name, value] : pairs) out += WideToUtf8(name) + "=" + WideToUtf8(value) + "; ";
   return out;
 }
 

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "TagPairs.h"
 #include "TraceCapture.h"
 #include "codec/Trace.h"
 #include "io/ByteWriter.h"
@@ -17,7 +18,6 @@
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
-using Pairs = std::vector<std::pair<std::u16string, std::u16string>>;
 
 const TraceContext kNowhere{0, 0, 0};
 
@@ -48,18 +48,6 @@ Bytes List(std::initializer_list<Bytes> subs, std::string_view type = "INFO") {
 Bytes Concat(Bytes a, const Bytes& b) {
   std::copy(b.begin(), b.end(), std::back_inserter(a));
   return a;
-}
-
-Pairs TextsOf(const TagList& list) {
-  Pairs out;
-  for (std::size_t i = 0; i < list.size(); ++i) out.emplace_back(list[i].name, list[i].value);
-  return out;
-}
-
-std::string Show(const Pairs& pairs) {
-  std::string out;
-  for (const auto& [name, value] : pairs) out += WideToUtf8(name) + "=" + WideToUtf8(value) + "; ";
-  return out;
 }
 
 const std::u16string kCorrupted = u"*** Information: Error LIST sub chunk is corrupted  [clRIFFLISTChunk::InitFrom]";

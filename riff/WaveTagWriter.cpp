@@ -40,7 +40,7 @@ bool OpenForWrite(clRIFFHandler& riff, std::u16string_view path, const TraceCont
   Trace(u"Opened", log, nullptr, true);
   // A tag edit may make a file outgrow 4 GiB; it becomes RF64 rather than fail.
   riff.AllowRF64 = true;
-  return riff.InitializeOwned(log);
+  return riff.Initialize(riff.handle(), log);
 }
 
 std::vector<std::uint8_t> MakeChunk(std::uint32_t id, std::span<const std::uint8_t> payload) {

@@ -10,7 +10,6 @@ namespace {
 constexpr const char* kScan = "clRIFFHandler::ScanFile";
 
 std::uint64_t SubtractToZero(std::uint64_t from, std::uint64_t amount) { return amount > from ? 0 : from - amount; }
-std::uint64_t Padded(std::uint64_t size) { return size + (size & 1); }
 
 // A 64-bit 'ds64' field: low 32-bit word first, then the high word.
 std::uint64_t ReadSplit64(ByteReader& r) {
@@ -42,7 +41,8 @@ bool clRIFFHandler::Initialize(FileHandle handle, const TraceContext& log) {
   RiffID = MakeFourCC("RIFF");
   FormType = MakeFourCC("WAVE");
   CalcAllChunks();
-  Attach(handle);  // closes a handle we owned, takes this one without ownership
+  // A foreign handle is taken without ownership (closing one we owned); our own stays ours.
+  if (handle != this->handle()) Attach(handle);
   scope.Ok();
   return ScanFile();
 }
@@ -214,31 +214,3 @@ int clRIFFHandler::FindChunkIndex(std::string_view id) {
 }
 
 int clRIFFHandler::FindDataChunkIndex() { return FindChunkIndex("data"); }
-
-bool clRIFFHandler::HasChunk(std::uint32_t id) const {
-  for (const auto& c : Chunks)
-    if (c->ChunkID == id) return true;
-  return false;
-}
-
-std::uint64_t clRIFFHandler::GetDataChunkSize() const {
-  for (const auto& c : Chunks)
-    if (c->ChunkID == MakeFourCC("data")) return c->DataSize;
-  return 0;
-}
-
-bool clRIFFHandler::ReadFmtChunk(std::vector<std::uint8_t>& out) {
-  for (auto& c : Chunks) {
-    // A huge 'fmt ' is certainly damage; a later one may still be good.
-    if (c->ChunkID != MakeFourCC("fmt ") || c->DataSize >= kMaxFmtChunk) continue;
-    CurrentChunk = c.get();
-    out.assign(std::size_t(c->DataSize), 0);
-    if (!Seek(std::int64_t(c->FileDataPosition))) return false;
-    return Read(out.data(), std::int64_t(out.size())) == std::int64_t(out.size());
-  }
-  return false;
-}
-
-void clRIFFHandler::MarkChunksDirtyFrom(std::size_t index) {
-  for (std::size_t i = index; i < Chunks.size(); ++i) Chunks[i]->HeaderDirty = true;
-}

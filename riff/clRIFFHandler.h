@@ -31,9 +31,9 @@ class clRIFFHandler : public XFile {
   static constexpr std::uint32_t kRiffHeaderSize = 12;
   static constexpr std::uint32_t kChunkHeaderSize = 8;
   static constexpr std::uint32_t kDs64Size = 28;
-  static constexpr std::uint64_t kMaxFmtChunk = 0x100000;
 
-  // Stores the log, takes the handle without ownership and scans the file.
+  // Stores the log, takes the handle without ownership (unless it is the one this
+  // handler opened itself) and scans the file.
   bool Initialize(FileHandle handle, const TraceContext& log);
   // Builds the chunk list from the file; fails only when the header is unusable.
   bool ScanFile();
@@ -45,19 +45,11 @@ class clRIFFHandler : public XFile {
   RIFFChunkInfo* FindChunk(std::string_view id, bool caseless = true);
   int FindChunkIndex(std::string_view id);
   int FindDataChunkIndex();
-  bool HasChunk(std::uint32_t id) const;
-  std::uint64_t GetDataChunkSize() const;
-  // The first exact 'fmt ' chunk under 1 MiB, read whole.
-  bool ReadFmtChunk(std::vector<std::uint8_t>& out);
-  bool NeedsRF64() const { return RiffSize >= 0xFFFFFFFFu; }
-  void MarkChunksDirtyFrom(std::size_t index);
 
   // Writer side. The list and the file stay consistent after every operation;
   // an edit that must move bytes already in the file goes to a temporary copy
   // beside it, which CommitEdits renames over the file.
   ~clRIFFHandler();
-  // Stores the log and scans the file this handler opened itself (and owns).
-  bool InitializeOwned(const TraceContext& log);
   // Writes a complete chunk (header included) at index, as a new record when insert is set
   // (index -1 or past the end appends); odd lengths get their zero pad byte.
   bool WriteThisCompleteChunk(int index, std::span<const std::uint8_t> chunk, bool insert);
@@ -125,3 +117,5 @@ constexpr std::uint32_t Low32(std::uint64_t v) { return std::uint32_t(v); }
 constexpr std::uint32_t High32(std::uint64_t v) { return std::uint32_t(v >> 32); }
 constexpr std::uint64_t Join64(std::uint32_t low, std::uint32_t high) { return std::uint64_t(high) << 32 | low; }
 constexpr std::uint32_t Clamp32(std::uint64_t v) { return v > 0xFFFFFFFFu ? 0xFFFFFFFFu : std::uint32_t(v); }
+// A chunk's data is followed by one pad byte when its size is odd.
+constexpr std::uint64_t Padded(std::uint64_t size) { return size + (size & 1); }

@@ -15,10 +15,10 @@
 #include "io/ByteReader.h"
 #include "io/ByteWriter.h"
 #include "io/Text.h"
+#include "riff/FormatChunk.h"
 #include "riff/clRIFFHandler.h"
 
 namespace {
-constexpr const char* kInitialize = "clRIFFHandler::Initialize";
 constexpr const char* kWriteChunk = "clRIFFHandler::WriteThisCompleteChunk";
 constexpr const char* kWriteHeaders = "clRIFFHandler::WriteChunkHeaders";
 constexpr const char* kInsert = "clRIFFHandler::InsertChunk";
@@ -41,12 +41,6 @@ constexpr std::uint32_t kJunk = MakeFourCC("JUNK");
 constexpr std::uint32_t kPad = MakeFourCC("PAD ");
 constexpr std::uint32_t kDs64Id = MakeFourCC("ds64");
 
-// Format tags whose sample frames are whole blocks: PCM, IEEE float, A-law, mu-law, extensible.
-constexpr std::array<std::uint16_t, 5> kFrameFormats = {1, 3, 6, 7, 0xFFFE};
-constexpr std::size_t kFmtBlockAlignOffset = 12;
-constexpr std::size_t kFmtMinSize = 14;  // the oldest header form ends after the block alignment
-
-std::uint64_t Padded(std::uint64_t size) { return size + (size & 1); }
 std::uint64_t Total(const RIFFChunkInfo& c) { return clRIFFHandler::kChunkHeaderSize + Padded(c.DataSize); }
 std::uint64_t End(const RIFFChunkInfo& c) { return c.ChunkPosition + Total(c); }
 bool IsPadding(std::uint32_t id) { return FourCCMatches(id, "JUNK", true) || FourCCMatches(id, "PAD ", true); }
@@ -106,16 +100,6 @@ bool CopyRange(XFile& in, std::uint64_t from, std::uint64_t to, XFile& out, std:
 }  // namespace
 
 clRIFFHandler::~clRIFFHandler() { DiscardEdits(); }
-
-bool clRIFFHandler::InitializeOwned(const TraceContext& log) {
-  log_ = log;
-  TraceScope scope(log_, kInitialize);
-  RiffID = MakeFourCC("RIFF");
-  FormType = MakeFourCC("WAVE");
-  CalcAllChunks();
-  scope.Ok();
-  return ScanFile();
-}
 
 int clRIFFHandler::IndexOf(const RIFFChunkInfo* record) const {
   for (std::size_t i = 0; i < Chunks.size(); ++i)
@@ -221,31 +205,19 @@ bool clRIFFHandler::WriteChunkHeaders() {
 std::uint64_t clRIFFHandler::SampleCountForDs64(std::uint64_t dataSize) {
   // The audio never changes in a tag edit: a count the file already gave stays.
   if (Ds64SampleCount != 0 && Ds64DataSize == dataSize) return Ds64SampleCount;
+  const RIFFChunkInfo* fmtChunk = FindChunk("fmt ");
   std::vector<std::uint8_t> fmt;
-  for (const auto& c : Chunks) {
-    if (c->ChunkID != MakeFourCC("fmt ") || c->DataSize >= kMaxFmtChunk || c->DataSize < kFmtMinSize) continue;
-    fmt.resize(std::size_t(c->DataSize));
-    if (!Out().Seek(std::int64_t(c->FileDataPosition)) ||
-        Out().Read(fmt.data(), std::int64_t(fmt.size())) != std::int64_t(fmt.size()))
-      fmt.clear();
-    break;
-  }
-  if (fmt.empty()) return 0;
+  if (!fmtChunk || ReadFormatChunk(Out(), *fmtChunk, fmt) != FmtRead::Ok) return 0;
   ByteReader r(fmt);
-  const std::uint16_t tag = r.U16();
-  r.Skip(kFmtBlockAlignOffset - 2);
+  r.Seek(kWfxBlockAlignOffset);
   const std::uint16_t blockAlign = r.U16();
-  const bool frames = std::find(kFrameFormats.begin(), kFrameFormats.end(), tag) != kFrameFormats.end();
-  if (!frames) {
+  if (!BlocksAreFrames(FormatTypeOf(fmt))) {
     // Compressed audio: the 'fact' chunk counts the samples, the blocks do not.
-    for (const auto& c : Chunks) {
-      if (!FourCCMatches(c->ChunkID, "fact", true) || c->DataSize < 4) continue;
-      std::array<std::uint8_t, 4> fact{};
-      if (Out().Seek(std::int64_t(c->FileDataPosition)) && Out().Read(fact.data(), 4) == 4) {
-        ByteReader f(fact);
-        return f.U32();
-      }
-    }
+    const RIFFChunkInfo* fact = FindChunk("fact");
+    std::array<std::uint8_t, 4> count{};
+    if (fact && fact->DataSize >= count.size() && Out().Seek(std::int64_t(fact->FileDataPosition)) &&
+        Out().Read(count.data(), std::int64_t(count.size())) == std::int64_t(count.size()))
+      return ByteReader(count).U32();
   }
   return dataSize / (blockAlign ? blockAlign : 1);
 }

@@ -58,7 +58,7 @@ Reading Read(const fs::path& file, const std::string& chunkId = "") {
   Reading r;
   clRIFFHandler riff;
   if (!riff.OpenRead(file.u16string())) return r;
-  r.scanned = riff.InitializeOwned(TraceContext{});
+  r.scanned = riff.Initialize(riff.handle(), TraceContext{});
   r.rf64 = riff.IsRF64;
   r.ds64Data = riff.Ds64DataSize;
   for (std::size_t i = 0; i < riff.ChunkCount(); ++i) {
@@ -83,7 +83,7 @@ void ResetTraceIndent() {
 class Edit {
  public:
   explicit Edit(const fs::path& file, bool allowRF64 = false) {
-    opened_ = riff.OpenUpdateMedia(file.u16string()) && riff.InitializeOwned(trace.context());
+    opened_ = riff.OpenUpdateMedia(file.u16string()) && riff.Initialize(riff.handle(), trace.context());
     riff.AllowRF64 = allowRF64;
   }
   bool Run(const std::function<bool(clRIFFHandler&)>& change) {
@@ -448,7 +448,7 @@ struct BigFile {
   // The audio's two ends are where they were, and its size is unchanged.
   ::testing::AssertionResult AudioIntact() const {
     clRIFFHandler riff;
-    if (!riff.OpenRead(path.u16string()) || !riff.InitializeOwned(TraceContext{}))
+    if (!riff.OpenRead(path.u16string()) || !riff.Initialize(riff.handle(), TraceContext{}))
       return ::testing::AssertionFailure() << "does not open";
     const RIFFChunkInfo* data = riff.FindChunk("data");
     if (!data || data->DataSize != kDataSize) return ::testing::AssertionFailure() << "data chunk size changed";

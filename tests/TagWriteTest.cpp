@@ -38,7 +38,7 @@ struct FileView {
 FileView View(const fs::path& file) {
   FileView v;
   clRIFFHandler riff;
-  if (!riff.OpenRead(file.u16string()) || !riff.InitializeOwned(TraceContext{})) return v;
+  if (!riff.OpenRead(file.u16string()) || !riff.Initialize(riff.handle(), TraceContext{})) return v;
   for (std::size_t i = 0; i < riff.ChunkCount(); ++i) {
     const RIFFChunkInfo& c = riff.Chunk(i);
     const std::string id = IdText(c.ChunkID);

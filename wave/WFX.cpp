@@ -1,21 +1,16 @@
 #include "wave/WFX.h"
 
 #include <algorithm>
-#include <initializer_list>
 #include <utility>
 
 #include "io/ByteWriter.h"
 
 namespace {
-// The SubFormat tags the extensible form may stand for, in the order they are tried.
-constexpr std::initializer_list<std::uint16_t> kKnownSubFormats = {
-    kWaveFormatPcm, kWaveFormatIeeeFloat, kWaveFormatAlaw, kWaveFormatMulaw, kWaveFormatAdpcm, kWaveFormatMpeg};
-
 // The bytes of a 14- to 17-byte chunk: the head as far as the chunk fills it, cbSize 0.
 std::vector<std::uint8_t> ShortChunkHead(ByteSpan chunk) {
   std::uint16_t tag = 0, channels = 0, blockAlign = 0, bits = 0;
   std::uint32_t rate = 0, bytesPerSec = 0;
-  if (chunk.size() >= 14) {
+  if (chunk.size() >= kFmtChunkMinSize) {
     ByteReader in(chunk);
     tag = in.U16();
     channels = in.U16();
@@ -95,19 +90,7 @@ bool WFX::Assign(ByteSpan header) {
   return true;
 }
 
-std::uint16_t WFX::GetFormatType() const {
-  const std::uint16_t tag = FormatTag();
-  if (tag != kWaveFormatExtensible || CbSize() < kWfxExtensibleExtraSize) return tag;
-  ByteReader in(bytes());
-  in.Seek(kWfxSubFormatOffset);
-  const std::uint32_t first = in.U32();
-  const ByteSpan tail = in.Bytes(kSubFormatGuidTail.size());
-  if (!in.ok() || !std::ranges::equal(tail, kSubFormatGuidTail)) return kWaveFormatExtensible;
-  for (std::uint16_t known : kKnownSubFormats) {
-    if (first == known) return known;
-  }
-  return kWaveFormatExtensible;
-}
+std::uint16_t WFX::GetFormatType() const { return FormatTypeOf(bytes()); }
 
 bool WFX::IsValidBitDepth() const {
   const std::uint16_t bits = BitsPerSample();

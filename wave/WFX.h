@@ -10,43 +10,10 @@
 #include <vector>
 
 #include "io/ByteReader.h"
-
-// The 18-byte head and the 40 bytes of the extensible form.
-inline constexpr std::size_t kWfxHeadSize = 18;
-inline constexpr std::size_t kWfxExtensibleSize = 40;
-// Extra bytes of the extensible form: valid bits, channel mask, SubFormat.
-inline constexpr std::uint16_t kWfxExtensibleExtraSize = 22;
-inline constexpr std::size_t kWfxGuidSize = 16;
-
-// Field offsets of the head and of the extensible block.
-inline constexpr std::size_t kWfxFormatTagOffset = 0;
-inline constexpr std::size_t kWfxChannelsOffset = 2;
-inline constexpr std::size_t kWfxSamplesPerSecOffset = 4;
-inline constexpr std::size_t kWfxAvgBytesPerSecOffset = 8;
-inline constexpr std::size_t kWfxBlockAlignOffset = 12;
-inline constexpr std::size_t kWfxBitsPerSampleOffset = 14;
-inline constexpr std::size_t kWfxCbSizeOffset = 16;
-inline constexpr std::size_t kWfxValidBitsOffset = 18;
-inline constexpr std::size_t kWfxChannelMaskOffset = 20;
-inline constexpr std::size_t kWfxSubFormatOffset = 24;
-
-inline constexpr std::uint16_t kWaveFormatPcm = 1;
-inline constexpr std::uint16_t kWaveFormatAdpcm = 2;
-inline constexpr std::uint16_t kWaveFormatIeeeFloat = 3;
-inline constexpr std::uint16_t kWaveFormatAlaw = 6;
-inline constexpr std::uint16_t kWaveFormatMulaw = 7;
-inline constexpr std::uint16_t kWaveFormatImaAdpcm = 17;
-inline constexpr std::uint16_t kWaveFormatGsm610 = 49;
-inline constexpr std::uint16_t kWaveFormatMpeg = 80;
-inline constexpr std::uint16_t kWaveFormatMpegLayer3 = 85;
-inline constexpr std::uint16_t kWaveFormatExtensible = 0xFFFE;
+#include "riff/FormatChunk.h"
 
 using WfxGuid = std::array<std::uint8_t, kWfxGuidSize>;
 
-// Bytes 4..15 of every standard SubFormat GUID (xxxxxxxx-0000-0010-8000-00AA00389B71)
-// as they lie in the file; the first four bytes carry the format tag.
-inline constexpr std::array<std::uint8_t, 12> kSubFormatGuidTail = {0x00, 0x00, 0x10, 0x00, 0x80, 0x00,
-                                                                    0x00, 0xAA, 0x00, 0x38, 0x9B, 0x71};
 // The standard SubFormat GUID of a format tag.
 WfxGuid SubFormatGuid(std::uint16_t formatTag);
 

@@ -16,9 +16,6 @@ constexpr const char* kRead = "clWaveDecoder_Wave::ReadDataBlock";
 constexpr const char* kDecode = "clWaveDecoder_Wave::DecodeBlock";
 constexpr const char* kSeek = "clWaveDecoder_Wave::SetPosition";
 
-constexpr std::uint64_t kMinFmtSize = 14;
-constexpr std::uint64_t kMaxFmtSize = 128000;
-
 // base + blocks x align, clamped to [low, high] without overflowing.
 std::int64_t BlockPosition(std::int64_t base, std::uint64_t blocks, std::int64_t align, std::int64_t low,
                            std::int64_t high) {
@@ -61,16 +58,15 @@ bool clWaveDecoder_Wave::PullOutFMTnDATA() {
   dataEnd_ = dataStart_ + std::int64_t(data->DataSize);
 
   scope.Line(u"Assigning 'fmt ' chunk to WFX");
-  if (fmt->DataSize < kMinFmtSize || fmt->DataSize > kMaxFmtSize)
-    return scope.Error(u"Error 'fmt ' chunk is a bad size.");
-  fmtBuffer_.assign(std::size_t(fmt->DataSize), 0);
-  if (!riff_.Seek(std::int64_t(fmt->FileDataPosition))) {
-    fmtBuffer_.clear();
-    return scope.Error(u"Error cannot Set File Position.");
-  }
-  if (riff_.Read(fmtBuffer_.data(), std::int64_t(fmtBuffer_.size())) != std::int64_t(fmtBuffer_.size())) {
-    fmtBuffer_.clear();
-    return scope.Error(u"Error cannot read 'fmt ' chunk from file.");
+  switch (ReadFormatChunk(riff_, *fmt, fmtBuffer_)) {
+    case FmtRead::BadSize:
+      return scope.Error(u"Error 'fmt ' chunk is a bad size.");
+    case FmtRead::SeekFailed:
+      return scope.Error(u"Error cannot Set File Position.");
+    case FmtRead::ReadFailed:
+      return scope.Error(u"Error cannot read 'fmt ' chunk from file.");
+    case FmtRead::Ok:
+      break;
   }
   onFile_.SetFromChunk(fmtBuffer_);
   uncompressed_ = UncompressedFrom(onFile_);

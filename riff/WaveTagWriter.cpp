@@ -21,12 +21,15 @@ constexpr const char* kBEXTWriter = "clWaveDecoder_Wave::BEXTWriter";
 constexpr std::size_t kEmptyId3Size = 10;
 
 struct Placement {
-  int paddingType = 0;
+  PaddingType paddingType = PaddingType::Junk;
   std::uint32_t paddingSize = 0;
 };
 
 Placement PlacementFromSettings() {
-  return {int(ReadTagSetting(u"WaveLISTPadding")), PaddingSizeFromSetting(ReadTagSetting(u"WaveLISTPaddingSize"))};
+  // Only the three choices the option page offers mean anything; any other value is the default.
+  const std::uint32_t type = ReadTagSetting(u"WaveLISTPadding");
+  const PaddingType padding = type == 1 ? PaddingType::Pad : type == 2 ? PaddingType::None : PaddingType::Junk;
+  return {padding, PaddingSizeFromSetting(ReadTagSetting(u"WaveLISTPaddingSize"))};
 }
 
 bool OpenForWrite(clRIFFHandler& riff, std::u16string_view path, const TraceContext& log, const char* function) {
@@ -38,8 +41,6 @@ bool OpenForWrite(clRIFFHandler& riff, std::u16string_view path, const TraceCont
     return false;
   }
   Trace(u"Opened", log, nullptr, true);
-  // A tag edit may make a file outgrow 4 GiB; it becomes RF64 rather than fail.
-  riff.AllowRF64 = true;
   return riff.Initialize(riff.handle(), log);
 }
 
@@ -62,13 +63,6 @@ bool Unchanged(clRIFFHandler& riff, const RIFFChunkInfo& record, std::span<const
   std::vector<std::uint8_t> old;
   if (!ReadFileIntoMemory(old, record.DataSize, record.FileDataPosition, riff, log)) return false;
   return std::equal(old.begin(), old.end(), chunk.begin() + clRIFFHandler::kChunkHeaderSize);
-}
-
-bool Finish(clRIFFHandler& riff, bool ok) {
-  if (ok) ok = riff.CommitEdits();
-  riff.DiscardEdits();
-  riff.Close();
-  return ok;
 }
 
 // Tags that are not the host's to put into LIST or ID3v2: other chunks carried
@@ -163,8 +157,10 @@ ID3v2WriteOptions ID3WriteOptionsFromSettings(const ID3v2ReadOptions& overrides)
 bool WriteTagChunks(std::u16string_view path, const TagList& given, TagWriteMode mode, const TraceContext& log,
                     const ID3v2ReadOptions& id3Options) {
   TraceScope scope(log, kIDTagWriter);
-  clRIFFHandler riff;
-  if (!OpenForWrite(riff, path, log, kIDTagWriter)) return Finish(riff, false);
+  // A tag edit may make a file outgrow 4 GiB; it becomes RF64 rather than fail.
+  clRIFFHandler riff(true);
+  EditTransaction edit(riff);
+  if (!OpenForWrite(riff, path, log, kIDTagWriter)) return false;
   TagList fileTags;
   TagChunkInfo info;
   ReadTagChunks(riff, fileTags, log, id3Options, int(ReadTagSetting(u"WaveLISTAlbum")), info);
@@ -177,7 +173,7 @@ bool WriteTagChunks(std::u16string_view path, const TagList& given, TagWriteMode
   if (mode.deleteAll) {
     if (list) ok = riff.RemoveChunk(riff.IndexOf(list), placement.paddingType);
     if (ok && id3) ok = riff.RemoveChunk(riff.IndexOf(id3), placement.paddingType);
-    if (!Finish(riff, ok)) return false;
+    if (!ok || !edit.Commit()) return false;
     return scope.Ok();
   }
 
@@ -189,19 +185,19 @@ bool WriteTagChunks(std::u16string_view path, const TagList& given, TagWriteMode
   const bool writeId3 = id3 || creation == 0 || creation == 3 || HasReplayGainTags(tags);
   if (writeList) ok = WriteList(riff, tags, list, placement, log);
   if (ok && writeId3) ok = WriteId3(riff, tags, id3, placement, log, id3Options);
-  if (!Finish(riff, ok)) return false;
+  if (!ok || !edit.Commit()) return false;
   return scope.Ok();
 }
 
 bool WriteBextChunk(std::u16string_view path, const TagList& given, TagWriteMode mode, const TraceContext& log) {
   TraceScope scope(log, kBEXTWriter);
-  clRIFFHandler riff;
-  if (!OpenForWrite(riff, path, log, kBEXTWriter)) return Finish(riff, false);
+  clRIFFHandler riff(true);
+  EditTransaction edit(riff);
+  if (!OpenForWrite(riff, path, log, kBEXTWriter)) return false;
   const int index = riff.FindChunkIndex("bext");
   const bool creating = index < 0;
   // A file without bext gets one only when the host gives it something to hold.
   if (creating && (mode.deleteAll || mode.deleteNamed || !HasBextField(given))) {
-    Finish(riff, true);
     return scope.Ok();
   }
 
@@ -209,13 +205,13 @@ bool WriteBextChunk(std::u16string_view path, const TagList& given, TagWriteMode
   TagList fileTags;
   if (!creating) {
     const RIFFChunkInfo& record = riff.Chunk(std::size_t(index));
-    if (!ReadFileIntoMemory(old, record.DataSize, record.FileDataPosition, riff, log)) return Finish(riff, false);
+    if (!ReadFileIntoMemory(old, record.DataSize, record.FileDataPosition, riff, log)) return false;
     clRIFFBEXTChunk().InitFrom(old, fileTags, log);
   }
   TagList tags;
   if (!mode.deleteAll) tags = CompleteTags(given, fileTags, mode.deleteNamed);
   std::vector<std::uint8_t> payload;
-  if (!clRIFFBEXTChunk::TagsToBEXT(payload, tags, log)) return Finish(riff, false);
+  if (!clRIFFBEXTChunk::TagsToBEXT(payload, tags, log)) return false;
   // Version, UMID and loudness are no tags: a rewritten chunk keeps them as they were.
   if (old.size() >= clRIFFBEXTChunk::kFixedSize && payload.size() >= clRIFFBEXTChunk::kFixedSize)
     std::copy(old.begin() + clRIFFBEXTChunk::kVersionOffset, old.begin() + clRIFFBEXTChunk::kReservedOffset,
@@ -228,6 +224,6 @@ bool WriteBextChunk(std::u16string_view path, const TagList& given, TagWriteMode
     ok = riff.InsertChunk(-1, chunk, placement.paddingType, placement.paddingSize);
   else if (!Unchanged(riff, riff.Chunk(std::size_t(index)), chunk, log))
     ok = riff.ReplaceChunk(index, chunk, placement.paddingType, placement.paddingSize);
-  if (!Finish(riff, ok)) return false;
+  if (!ok || !edit.Commit()) return false;
   return scope.Ok();
 }

@@ -38,8 +38,8 @@ std::u16string FourCCToText(std::uint32_t id) {
 bool clRIFFHandler::Initialize(FileHandle handle, const TraceContext& log) {
   log_ = log;
   TraceScope scope(log_, "clRIFFHandler::Initialize");
-  RiffID = MakeFourCC("RIFF");
-  FormType = MakeFourCC("WAVE");
+  riffId_ = MakeFourCC("RIFF");
+  formType_ = MakeFourCC("WAVE");
   CalcAllChunks();
   // A foreign handle is taken without ownership (closing one we owned); our own stays ours.
   if (handle != this->handle()) Attach(handle);
@@ -50,38 +50,38 @@ bool clRIFFHandler::Initialize(FileHandle handle, const TraceContext& log) {
 void clRIFFHandler::CalcAllChunks() {
   TraceInformation(u"clRIFFHandler::CalcAllChunks: ", log_, nullptr);
   std::uint64_t position = kRiffHeaderSize;
-  for (auto& chunk : Chunks) {
+  for (auto& chunk : chunks_) {
     chunk->ChunkPosition = position;
     chunk->FileDataPosition = position + kChunkHeaderSize;
     position += kChunkHeaderSize + Padded(chunk->DataSize);
   }
-  RiffSize = position - 8;
+  riffSize_ = position - 8;
 }
 
 void clRIFFHandler::Reset() {
-  RiffID = MakeFourCC("RIFF");
-  FormType = MakeFourCC("WAVE");
-  RiffSize = 0;
-  Chunks.clear();
-  CurrentChunk = nullptr;
+  riffId_ = MakeFourCC("RIFF");
+  formType_ = MakeFourCC("WAVE");
+  riffSize_ = 0;
+  chunks_.clear();
+  currentChunk_ = nullptr;
   Close();
   log_ = TraceContext{};
 }
 
 bool clRIFFHandler::ScanFile() {
   TraceScope scope(log_, kScan);
-  IsRF64 = false;
+  isRF64_ = false;
 
   const std::int64_t fileSize = IsOpen() ? Size() : 0;
   if (fileSize < 0) return scope.Error(u"Error reading File Size.");
   // An empty or nearly empty file is not the scanner's error: callers find no chunks.
   if (fileSize < std::int64_t(kRiffHeaderSize)) return scope.Ok();
 
-  RiffID = MakeFourCC("RIFF");
-  FormType = MakeFourCC("WAVE");
+  riffId_ = MakeFourCC("RIFF");
+  formType_ = MakeFourCC("WAVE");
   CalcAllChunks();
-  Chunks.clear();
-  CurrentChunk = nullptr;
+  chunks_.clear();
+  currentChunk_ = nullptr;
 
   if (!IsOpen() || !Seek(0)) return scope.Error(u"Error Setting File Position to 0.");
   std::array<std::uint8_t, kRiffHeaderSize> head{};
@@ -94,7 +94,7 @@ bool clRIFFHandler::ScanFile() {
 
   if (!FourCCMatches(id, "RIFF", true) && !FourCCMatches(id, "RF64", true))
     return scope.Error(u"Error RIFF chunk unknown '" + FourCCToText(id) + u"'");
-  IsRF64 = FourCCMatches(id, "RF64", true);
+  isRF64_ = FourCCMatches(id, "RF64", true);
   if (!FourCCMatches(form, "WAVE", true))
     return scope.Error(u"Error RIFF form chunk unknown '" + FourCCToText(form) + u"'");
 
@@ -103,12 +103,12 @@ bool clRIFFHandler::ScanFile() {
   if ((size32 & 1) && size32 != 0xFFFFFFFFu)
     scope.Info(u"Warning: RIFF chunk has uneven databytes, is non-compliant RIFF.");
 
-  RiffID = id;
-  RiffSize = size32;
-  FormType = form;
+  riffId_ = id;
+  riffSize_ = size32;
+  formType_ = form;
   std::uint64_t riffLeft = size32 < 4 ? 0 : size32 - 4;
   std::uint64_t fileLeft = std::uint64_t(fileSize) - kRiffHeaderSize;
-  if (riffLeft != fileLeft && !IsRF64)
+  if (riffLeft != fileLeft && !isRF64_)
     scope.Info(u"Warning 'RiffSizeLeft != FileSizeLeft' must be extra data on end of file.");
 
   while (fileLeft != 0 && riffLeft != 0) {
@@ -127,7 +127,7 @@ bool clRIFFHandler::ScanFile() {
     riffLeft = SubtractToZero(riffLeft, kChunkHeaderSize);
     fileLeft = SubtractToZero(fileLeft, kChunkHeaderSize);
     // An RF64 'data' header holds a placeholder; the real size is in 'ds64'.
-    if (IsRF64 && FourCCMatches(chunkId, "data", true)) size = Ds64DataSize;
+    if (isRF64_ && FourCCMatches(chunkId, "data", true)) size = ds64DataSize_;
 
     scope.Info(u"  Got Chunk '" + FourCCToText(chunkId) + u"'  Length: " + ToTextU(size) + u"  RiffSizeLeft: " +
                ToTextU(riffLeft) + u"  ChunkPosition: " + ToText(position));
@@ -150,20 +150,20 @@ bool clRIFFHandler::ScanFile() {
     record->DataSize = size;
     record->ChunkPosition = std::uint64_t(position);
     record->FileDataPosition = std::uint64_t(position) + kChunkHeaderSize;
-    CurrentChunk = record.get();
-    Chunks.push_back(std::move(record));
+    currentChunk_ = record.get();
+    chunks_.push_back(std::move(record));
 
     std::uint64_t padded = Padded(size);
     if (FourCCMatches(chunkId, "ds64", true) && size >= kDs64Size) {
       std::array<std::uint8_t, kDs64Size> ds64{};
       if (Read(ds64.data(), ds64.size()) == std::int64_t(ds64.size())) {
         ByteReader r(ds64);
-        Ds64RiffSize = ReadSplit64(r);
-        Ds64DataSize = ReadSplit64(r);
-        Ds64SampleCount = ReadSplit64(r);
-        RiffSize = Ds64RiffSize;
+        ds64RiffSize_ = ReadSplit64(r);
+        ds64DataSize_ = ReadSplit64(r);
+        ds64SampleCount_ = ReadSplit64(r);
+        riffSize_ = ds64RiffSize_;
         const std::uint64_t consumed = std::uint64_t(size32) - riffLeft;
-        riffLeft = SubtractToZero(SubtractToZero(Ds64RiffSize, consumed), kDs64Size);
+        riffLeft = SubtractToZero(SubtractToZero(ds64RiffSize_, consumed), kDs64Size);
         padded -= kDs64Size;
       } else if (!Seek(position + kChunkHeaderSize)) {
         scope.Error(u"Error Setting Position.");
@@ -182,33 +182,33 @@ bool clRIFFHandler::ScanFile() {
   // The list now describes the contiguous layout that a writer would produce;
   // where the file disagrees, say so, but keep going with the computed one.
   std::vector<std::pair<std::uint64_t, std::uint64_t>> read;
-  read.reserve(Chunks.size());
-  for (const auto& c : Chunks) read.emplace_back(c->ChunkPosition, c->FileDataPosition);
-  const std::uint64_t storedSize = RiffSize;
+  read.reserve(chunks_.size());
+  for (const auto& c : chunks_) read.emplace_back(c->ChunkPosition, c->FileDataPosition);
+  const std::uint64_t storedSize = riffSize_;
   CalcAllChunks();
-  if (storedSize != RiffSize && !IsRF64 && (storedSize & 1) == 0)
+  if (storedSize != riffSize_ && !isRF64_ && (storedSize & 1) == 0)
     scope.Info(u"Error calculated total RIFF chunk size differs from file.");
-  for (std::size_t i = 0; i < Chunks.size(); ++i) {
-    if (Chunks[i]->ChunkPosition != read[i].first)
+  for (std::size_t i = 0; i < chunks_.size(); ++i) {
+    if (chunks_[i]->ChunkPosition != read[i].first)
       scope.Error(u"Error calculated sub-chunk ChunkPosition differs from file.");
-    if (Chunks[i]->FileDataPosition != read[i].second)
+    if (chunks_[i]->FileDataPosition != read[i].second)
       scope.Error(u"Error calculated sub-chunk FileDataPosition differs from file.");
   }
   return scope.Ok();
 }
 
 RIFFChunkInfo* clRIFFHandler::FindChunk(std::string_view id, bool caseless) {
-  for (auto& c : Chunks) {
-    CurrentChunk = c.get();
+  for (auto& c : chunks_) {
+    currentChunk_ = c.get();
     if (FourCCMatches(c->ChunkID, id, caseless)) return c.get();
   }
   return nullptr;
 }
 
 int clRIFFHandler::FindChunkIndex(std::string_view id) {
-  for (std::size_t i = 0; i < Chunks.size(); ++i) {
-    CurrentChunk = Chunks[i].get();
-    if (FourCCMatches(Chunks[i]->ChunkID, id, true)) return int(i);
+  for (std::size_t i = 0; i < chunks_.size(); ++i) {
+    currentChunk_ = chunks_[i].get();
+    if (FourCCMatches(chunks_[i]->ChunkID, id, true)) return int(i);
   }
   return -1;
 }

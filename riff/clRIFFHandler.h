@@ -26,18 +26,26 @@ bool FourCCMatches(std::uint32_t id, std::string_view text, bool caseless);
 // The identifier's bytes as ANSI text, for the log.
 std::u16string FourCCToText(std::uint32_t id);
 
+// What takes the place of a chunk that is removed, and follows one that is
+// inserted before others: a 'JUNK' or a 'PAD ' chunk, or nothing.
+enum class PaddingType : std::uint8_t { Junk, Pad, None };
+
 class clRIFFHandler : public XFile {
  public:
   static constexpr std::uint32_t kRiffHeaderSize = 12;
   static constexpr std::uint32_t kChunkHeaderSize = 8;
   static constexpr std::uint32_t kDs64Size = 28;
 
+  // allowRF64: a file that an edit makes outgrow 4 GiB becomes RF64 instead of failing.
+  explicit clRIFFHandler(bool allowRF64 = false) : allowRF64_(allowRF64) {}
+  ~clRIFFHandler();
+
   // Stores the log, takes the handle without ownership (unless it is the one this
   // handler opened itself) and scans the file.
   bool Initialize(FileHandle handle, const TraceContext& log);
   // Builds the chunk list from the file; fails only when the header is unusable.
   bool ScanFile();
-  // Positions of every record and RiffSize from the list, contiguous from offset 12.
+  // Positions of every record and the RIFF size from the list, contiguous from offset 12.
   void CalcAllChunks();
   // Back to an empty 'RIFF'/'WAVE' handler with no file.
   void Reset();
@@ -45,72 +53,95 @@ class clRIFFHandler : public XFile {
   RIFFChunkInfo* FindChunk(std::string_view id, bool caseless = true);
   int FindChunkIndex(std::string_view id);
   int FindDataChunkIndex();
+  // The index of a record of this list, or -1.
+  int IndexOf(const RIFFChunkInfo* record) const;
+  std::size_t ChunkCount() const { return chunks_.size(); }
+  RIFFChunkInfo& Chunk(std::size_t index) { return *chunks_[index]; }
+  const RIFFChunkInfo& Chunk(std::size_t index) const { return *chunks_[index]; }
+  const TraceContext& log() const { return log_; }
+
+  std::uint32_t RiffID() const { return riffId_; }
+  std::uint64_t RiffSize() const { return riffSize_; }
+  std::uint32_t FormType() const { return formType_; }
+  bool IsRF64() const { return isRF64_; }
+  std::uint64_t Ds64RiffSize() const { return ds64RiffSize_; }
+  std::uint64_t Ds64DataSize() const { return ds64DataSize_; }
+  std::uint64_t Ds64SampleCount() const { return ds64SampleCount_; }
 
   // Writer side. The list and the file stay consistent after every operation;
   // an edit that must move bytes already in the file goes to a temporary copy
-  // beside it, which CommitEdits renames over the file.
-  ~clRIFFHandler();
+  // beside it, which the edit's transaction renames over the file when it commits.
+
   // Writes a complete chunk (header included) at index, as a new record when insert is set
   // (index -1 or past the end appends); odd lengths get their zero pad byte.
   bool WriteThisCompleteChunk(int index, std::span<const std::uint8_t> chunk, bool insert);
   // Writes the dirty chunk headers, the 'ds64' chunk of an RF64 file and the container header;
-  // promotes a file past 4 GiB to RF64 when AllowRF64 is set.
+  // promotes a file past 4 GiB to RF64 when that is allowed.
   bool WriteChunkHeaders();
-  // Inserts a chunk before index (index = count or -1: at the end) with a padding chunk behind it;
-  // paddingType 0 'JUNK', 1 'PAD ', 2 none; paddingSize 0 means 2048.
-  bool InsertChunk(int index, std::span<const std::uint8_t> chunk, int paddingType, std::uint32_t paddingSize);
+  // Inserts a chunk before index (index = count or -1: at the end) with padding behind it;
+  // paddingSize 0 means 2048.
+  bool InsertChunk(int index, std::span<const std::uint8_t> chunk, PaddingType paddingType, std::uint32_t paddingSize);
   // Gives the chunk at index new bytes (header included), in its place.
-  bool ReplaceChunk(int index, std::span<const std::uint8_t> chunk, int paddingType, std::uint32_t paddingSize);
+  bool ReplaceChunk(int index, std::span<const std::uint8_t> chunk, PaddingType paddingType, std::uint32_t paddingSize);
   // Removes the chunk at index: into the padding behind it, as padding in place, or out of the file.
-  bool RemoveChunk(int index, int paddingType);
+  bool RemoveChunk(int index, PaddingType paddingType);
   // Writes the 'ds64' chunk (header, the three sizes, an empty table) from the list.
   bool WriteDs64();
+  // True once an edit works on a temporary copy of the file.
+  bool Rewriting() const { return rewriting_; }
+  // Bytes of padding an insertion adds: none for PaddingType::None, else at least 256 and even.
+  static std::uint64_t PaddingLength(PaddingType paddingType, std::uint32_t paddingSize);
+
+ private:
+  friend class EditTransaction;
   // Renames the temporary copy over the file when the edits needed one; true when none did.
   bool CommitEdits();
   // Deletes the temporary copy, if any; the file stays as it was.
   void DiscardEdits();
-  bool Rewriting() const { return rewriting_; }
-  // The index of a record of this list, or -1.
-  int IndexOf(const RIFFChunkInfo* record) const;
-  // Bytes of padding an insertion adds: none for type 2, else at least 256 and even.
-  static std::uint64_t PaddingLength(int paddingType, std::uint32_t paddingSize);
-  // May a file that outgrows 4 GiB become RF64?
-  bool AllowRF64 = false;
-
-  std::size_t ChunkCount() const { return Chunks.size(); }
-  RIFFChunkInfo& Chunk(std::size_t index) { return *Chunks[index]; }
-  const RIFFChunkInfo& Chunk(std::size_t index) const { return *Chunks[index]; }
-  const TraceContext& log() const { return log_; }
-
-  std::uint32_t RiffID = 0x46464952;  // 'RIFF'
-  std::uint64_t RiffSize = 0;
-  std::uint32_t FormType = 0x45564157;  // 'WAVE'
-  RIFFChunkInfo* CurrentChunk = nullptr;
-  bool IsRF64 = false;
-  std::uint64_t Ds64RiffSize = 0;
-  std::uint64_t Ds64DataSize = 0;
-  std::uint64_t Ds64SampleCount = 0;
-
- protected:
-  std::vector<std::unique_ptr<RIFFChunkInfo>> Chunks;
-  TraceContext log_{};
-
- private:
   // Where writes go: the file itself, or its temporary copy once one exists.
   XFile& Out() { return rewriting_ ? rewrite_ : *this; }
   // Replaces the bytes [from, to) of the file by a gap of `gap` bytes (contents undefined).
   bool Splice(std::uint64_t from, std::uint64_t to, std::uint64_t gap);
   bool AppendChunk(std::span<const std::uint8_t> chunk, std::uint64_t oldEnd);
   bool WriteIntoPadding(std::size_t index, std::span<const std::uint8_t> chunk);
-  bool ReplaceInRoom(std::size_t index, std::span<const std::uint8_t> chunk, std::uint64_t room, int paddingType);
-  bool WritePaddingChunk(std::size_t index, int paddingType, std::uint64_t length);
+  bool ReplaceInRoom(std::size_t index, std::span<const std::uint8_t> chunk, std::uint64_t room,
+                     PaddingType paddingType);
+  bool WritePaddingChunk(std::size_t index, PaddingType paddingType, std::uint64_t length);
   bool MakeRoomForDs64();
   std::uint64_t SampleCountForDs64(std::uint64_t dataSize);
   // Shortens the file to the end of the RIFF area when what lay beyond it was a chunk now gone.
   bool TrimAfterShrink(std::uint64_t fileSize, std::uint64_t oldEnd, const char* function);
 
+  std::uint32_t riffId_ = 0x46464952;  // 'RIFF'
+  std::uint64_t riffSize_ = 0;
+  std::uint32_t formType_ = 0x45564157;  // 'WAVE'
+  std::vector<std::unique_ptr<RIFFChunkInfo>> chunks_;
+  RIFFChunkInfo* currentChunk_ = nullptr;  // the record touched last; nothing depends on it
+  bool isRF64_ = false;
+  std::uint64_t ds64RiffSize_ = 0;
+  std::uint64_t ds64DataSize_ = 0;
+  std::uint64_t ds64SampleCount_ = 0;
+  bool allowRF64_ = false;
+  TraceContext log_{};
+
   XFile rewrite_;
   bool rewriting_ = false;
+};
+
+// One edit of a file as a transaction: Commit makes the edits the file's
+// (renaming a rewritten copy over it); an edit that ends without a commit
+// leaves no temporary copy behind. The file is closed either way.
+class EditTransaction {
+ public:
+  explicit EditTransaction(clRIFFHandler& riff) : riff_(riff) {}
+  ~EditTransaction();
+  EditTransaction(const EditTransaction&) = delete;
+  EditTransaction& operator=(const EditTransaction&) = delete;
+  // True when the edits are in the file.
+  bool Commit();
+
+ private:
+  clRIFFHandler& riff_;
 };
 
 constexpr std::uint32_t Low32(std::uint64_t v) { return std::uint32_t(v); }

@@ -3,7 +3,7 @@
 // Audio is never at risk. An edit that must move bytes already in the file
 // (an insertion before a chunk, a chunk that outgrows its room, a removal
 // that leaves no padding) copies the file once into a temporary file beside
-// it, works there, and CommitEdits renames the copy over the original; until
+// it, works there, and the edit's commit renames the copy over the original; until
 // then the original is untouched. Every other edit happens in place and
 // touches only tag chunks, padding and headers, in an order such that a
 // reader following the headers never meets a half-written one: new bytes go
@@ -102,13 +102,13 @@ bool CopyRange(XFile& in, std::uint64_t from, std::uint64_t to, XFile& out, std:
 clRIFFHandler::~clRIFFHandler() { DiscardEdits(); }
 
 int clRIFFHandler::IndexOf(const RIFFChunkInfo* record) const {
-  for (std::size_t i = 0; i < Chunks.size(); ++i)
-    if (Chunks[i].get() == record) return int(i);
+  for (std::size_t i = 0; i < chunks_.size(); ++i)
+    if (chunks_[i].get() == record) return int(i);
   return -1;
 }
 
-std::uint64_t clRIFFHandler::PaddingLength(int paddingType, std::uint32_t paddingSize) {
-  if (paddingType == 2) return 0;
+std::uint64_t clRIFFHandler::PaddingLength(PaddingType paddingType, std::uint32_t paddingSize) {
+  if (paddingType == PaddingType::None) return 0;
   std::uint64_t length = std::max(paddingSize == 0 ? kDefaultPadding : paddingSize, kMinPadding);
   return Padded(length);
 }
@@ -120,20 +120,20 @@ bool clRIFFHandler::WriteThisCompleteChunk(int index, std::span<const std::uint8
   }
   std::size_t at = 0;
   if (insert) {
-    at = index < 0 || std::size_t(index) > Chunks.size() ? Chunks.size() : std::size_t(index);
-    Chunks.insert(Chunks.begin() + std::ptrdiff_t(at), std::make_unique<RIFFChunkInfo>());
+    at = index < 0 || std::size_t(index) > chunks_.size() ? chunks_.size() : std::size_t(index);
+    chunks_.insert(chunks_.begin() + std::ptrdiff_t(at), std::make_unique<RIFFChunkInfo>());
   } else {
-    if (index < 0 || std::size_t(index) >= Chunks.size()) {
+    if (index < 0 || std::size_t(index) >= chunks_.size()) {
       TraceError(u"Error no chunk at index " + ToText(index) + u".", log_, kWriteChunk);
       return false;
     }
     at = std::size_t(index);
   }
-  RIFFChunkInfo& record = *Chunks[at];
+  RIFFChunkInfo& record = *chunks_[at];
   record.ChunkID = IdOf(chunk);
   record.DataSize = chunk.size() - kChunkHeaderSize;
   record.HeaderDirty = true;
-  CurrentChunk = &record;
+  currentChunk_ = &record;
   CalcAllChunks();
   if (!WriteAt(Out(), record.ChunkPosition, chunk, log_, kWriteChunk)) return false;
   if (chunk.size() & 1) {
@@ -146,10 +146,10 @@ bool clRIFFHandler::WriteThisCompleteChunk(int index, std::span<const std::uint8
   return true;
 }
 
-bool clRIFFHandler::WritePaddingChunk(std::size_t index, int paddingType, std::uint64_t length) {
+bool clRIFFHandler::WritePaddingChunk(std::size_t index, PaddingType paddingType, std::uint64_t length) {
   std::vector<std::uint8_t> bytes;
   ByteWriter w(bytes);
-  w.FourCC(paddingType == 0 ? kJunk : kPad);
+  w.FourCC(paddingType == PaddingType::Junk ? kJunk : kPad);
   w.U32(Clamp32(length - kChunkHeaderSize));
   w.Zeros(std::size_t(length - kChunkHeaderSize));
   return WriteThisCompleteChunk(int(index), bytes, true);
@@ -158,8 +158,8 @@ bool clRIFFHandler::WritePaddingChunk(std::size_t index, int paddingType, std::u
 bool clRIFFHandler::WriteChunkHeaders() {
   TraceScope scope(log_, kWriteHeaders);
   CalcAllChunks();
-  if (!IsRF64 && RiffSize >= kLimit32) {
-    if (!AllowRF64) return scope.Error(u"4GB wave limit exceeded.");
+  if (!isRF64_ && riffSize_ >= kLimit32) {
+    if (!allowRF64_) return scope.Error(u"4GB wave limit exceeded.");
     if (!MakeRoomForDs64()) return scope.Error(u"Could not write proper RIFF64 header.");
     CalcAllChunks();
   }
@@ -168,35 +168,35 @@ bool clRIFFHandler::WriteChunkHeaders() {
   if (size == 0) {
     std::vector<std::uint8_t> head;
     ByteWriter w(head);
-    w.FourCC(RiffID);
-    w.U32(Clamp32(RiffSize));
-    w.FourCC(FormType);
+    w.FourCC(riffId_);
+    w.U32(Clamp32(riffSize_));
+    w.FourCC(formType_);
     if (!out.Seek(0)) return scope.Error(u"Error Setting File Position to 0.");
     if (!out.Write(head.data(), std::int64_t(head.size()))) return scope.Error(u"Error writing to file, disk full?");
   }
-  for (auto& chunk : Chunks) {
+  for (auto& chunk : chunks_) {
     if (!chunk->HeaderDirty) continue;
     chunk->HeaderDirty = false;
     // WriteDs64 writes that header together with its data, in one piece.
-    if (IsRF64 && chunk->ChunkID == kDs64Id) continue;
+    if (isRF64_ && chunk->ChunkID == kDs64Id) continue;
     scope.Line(u"Writing Chunk Header '" + FourCCToText(chunk->ChunkID) + u"'  Length: " + ToTextU(chunk->DataSize) +
                u"  ChunkPosition: " + ToTextU(chunk->ChunkPosition) + u"  ChunkDataPos: " +
                ToTextU(chunk->FileDataPosition));
     // In an RF64 file the audio's real size is in 'ds64'; its own header keeps the marker readers expect.
-    const bool rf64Data = IsRF64 && FourCCMatches(chunk->ChunkID, "data", true);
+    const bool rf64Data = isRF64_ && FourCCMatches(chunk->ChunkID, "data", true);
     const auto head = Header(chunk->ChunkID, rf64Data ? kLimit32 : chunk->DataSize);
     if (!out.Seek(std::int64_t(chunk->ChunkPosition)))
       return scope.Error(u"Error Setting File Chunk Position, lack of disk space?");
     if (!out.Write(head.data(), std::int64_t(head.size()))) return scope.Error(u"Error writing to file, disk full?");
   }
   // 'ds64' before the container header: a file must not say RF64 before its sizes are there.
-  if (IsRF64 && !WriteDs64()) return scope.Error(u"Could not write proper RIFF64 header.");
+  if (isRF64_ && !WriteDs64()) return scope.Error(u"Could not write proper RIFF64 header.");
   std::vector<std::uint8_t> head;
   ByteWriter w(head);
-  RiffID = MakeFourCC(IsRF64 ? "RF64" : "RIFF");
-  w.FourCC(RiffID);
-  w.U32(Clamp32(IsRF64 ? kLimit32 : RiffSize));
-  w.FourCC(FormType);
+  riffId_ = MakeFourCC(isRF64_ ? "RF64" : "RIFF");
+  w.FourCC(riffId_);
+  w.U32(Clamp32(isRF64_ ? kLimit32 : riffSize_));
+  w.FourCC(formType_);
   if (!out.Seek(0)) return scope.Error(u"Error Setting File Position to 0.");
   if (!out.Write(head.data(), std::int64_t(head.size()))) return scope.Error(u"Error writing to file, disk full?");
   return scope.Ok();
@@ -204,7 +204,7 @@ bool clRIFFHandler::WriteChunkHeaders() {
 
 std::uint64_t clRIFFHandler::SampleCountForDs64(std::uint64_t dataSize) {
   // The audio never changes in a tag edit: a count the file already gave stays.
-  if (Ds64SampleCount != 0 && Ds64DataSize == dataSize) return Ds64SampleCount;
+  if (ds64SampleCount_ != 0 && ds64DataSize_ == dataSize) return ds64SampleCount_;
   const RIFFChunkInfo* fmtChunk = FindChunk("fmt ");
   std::vector<std::uint8_t> fmt;
   if (!fmtChunk || ReadFormatChunk(Out(), *fmtChunk, fmt) != FmtRead::Ok) return 0;
@@ -224,7 +224,7 @@ std::uint64_t clRIFFHandler::SampleCountForDs64(std::uint64_t dataSize) {
 
 bool clRIFFHandler::WriteDs64() {
   RIFFChunkInfo* ds64 = nullptr;
-  for (auto& c : Chunks)
+  for (auto& c : chunks_)
     if (c->ChunkID == kDs64Id && c->DataSize >= kDs64Size) {
       ds64 = c.get();
       break;
@@ -237,16 +237,16 @@ bool clRIFFHandler::WriteDs64() {
   ByteWriter w(bytes);
   w.FourCC(kDs64Id);
   w.U32(Clamp32(ds64->DataSize));
-  for (const std::uint64_t v : {RiffSize, dataSize, samples}) {
+  for (const std::uint64_t v : {riffSize_, dataSize, samples}) {
     w.U32(Low32(v));
     w.U32(High32(v));
   }
   w.U32(0);  // no table: no chunk but 'data' outgrows 32 bits
   if (!WriteAt(Out(), ds64->ChunkPosition, bytes, log_, kDs64)) return false;
   if (!WriteZeros(Out(), ds64->FileDataPosition + kDs64Size, ds64->DataSize - kDs64Size, log_, kDs64)) return false;
-  Ds64RiffSize = RiffSize;
-  Ds64DataSize = dataSize;
-  Ds64SampleCount = samples;
+  ds64RiffSize_ = riffSize_;
+  ds64DataSize_ = dataSize;
+  ds64SampleCount_ = samples;
   return true;
 }
 
@@ -255,15 +255,15 @@ bool clRIFFHandler::WriteDs64() {
 // plan for RF64 put it), split when it is bigger; else a new chunk at the very
 // front, where RF64 readers look for it, through the temporary copy.
 bool clRIFFHandler::MakeRoomForDs64() {
-  for (auto& c : Chunks)
+  for (auto& c : chunks_)
     if (c->ChunkID == kDs64Id && c->DataSize >= kDs64Size) {
-      IsRF64 = true;
+      isRF64_ = true;
       return true;
     }
   const int dataIndex = FindDataChunkIndex();
-  const std::size_t limit = dataIndex < 0 ? Chunks.size() : std::size_t(dataIndex);
+  const std::size_t limit = dataIndex < 0 ? chunks_.size() : std::size_t(dataIndex);
   for (std::size_t i = 0; i < limit; ++i) {
-    RIFFChunkInfo& junk = *Chunks[i];
+    RIFFChunkInfo& junk = *chunks_[i];
     if (!FourCCMatches(junk.ChunkID, "JUNK", true) || junk.DataSize < kDs64Size) continue;
     const std::uint64_t total = Total(junk);
     junk.ChunkID = kDs64Id;
@@ -274,9 +274,9 @@ bool clRIFFHandler::MakeRoomForDs64() {
       rest->ChunkID = kJunk;
       rest->DataSize = total - kDs64ChunkTotal - kChunkHeaderSize;
       rest->HeaderDirty = true;
-      Chunks.insert(Chunks.begin() + std::ptrdiff_t(i + 1), std::move(rest));
+      chunks_.insert(chunks_.begin() + std::ptrdiff_t(i + 1), std::move(rest));
     }
-    IsRF64 = true;
+    isRF64_ = true;
     CalcAllChunks();
     return true;
   }
@@ -284,8 +284,8 @@ bool clRIFFHandler::MakeRoomForDs64() {
   auto ds64 = std::make_unique<RIFFChunkInfo>();
   ds64->ChunkID = kDs64Id;
   ds64->DataSize = kDs64Size;
-  Chunks.insert(Chunks.begin(), std::move(ds64));
-  IsRF64 = true;
+  chunks_.insert(chunks_.begin(), std::move(ds64));
+  isRF64_ = true;
   CalcAllChunks();
   return true;
 }
@@ -343,9 +343,21 @@ void clRIFFHandler::DiscardEdits() {
   rewrite_.DiscardRewrite();
 }
 
+EditTransaction::~EditTransaction() {
+  riff_.DiscardEdits();
+  riff_.Close();
+}
+
+bool EditTransaction::Commit() {
+  const bool ok = riff_.CommitEdits();
+  riff_.DiscardEdits();
+  riff_.Close();
+  return ok;
+}
+
 bool clRIFFHandler::TrimAfterShrink(std::uint64_t fileSize, std::uint64_t oldEnd, const char* function) {
   // Bytes that lay beyond the old RIFF area are not ours to cut.
-  const std::uint64_t newEnd = RiffSize + 8;
+  const std::uint64_t newEnd = riffSize_ + 8;
   if (fileSize <= newEnd || fileSize > oldEnd) return true;
   if (Out().SetSize(std::int64_t(newEnd))) return true;
   TraceError(u"Error cannot set the file size to " + ToTextU(newEnd) + u".", log_, function);
@@ -355,8 +367,8 @@ bool clRIFFHandler::TrimAfterShrink(std::uint64_t fileSize, std::uint64_t oldEnd
 bool clRIFFHandler::AppendChunk(std::span<const std::uint8_t> chunk, std::uint64_t oldEnd) {
   CalcAllChunks();
   const std::int64_t size = Out().Size();
-  if (!Chunks.empty()) {
-    RIFFChunkInfo& last = *Chunks.back();
+  if (!chunks_.empty()) {
+    RIFFChunkInfo& last = *chunks_.back();
     // A recording cut short: its header claims more than the file holds, and
     // would swallow the new chunk. It is cut to what is there, and the pad
     // byte it may lack is written.
@@ -365,7 +377,7 @@ bool clRIFFHandler::AppendChunk(std::span<const std::uint8_t> chunk, std::uint64
       ByteReader r(head);
       r.FourCC();
       const std::uint32_t claimed = r.U32();
-      const bool rf64Data = IsRF64 && FourCCMatches(last.ChunkID, "data", true);
+      const bool rf64Data = isRF64_ && FourCCMatches(last.ChunkID, "data", true);
       if (!rf64Data && claimed != Clamp32(last.DataSize)) last.HeaderDirty = true;
     }
     if (last.DataSize & 1) {
@@ -378,7 +390,7 @@ bool clRIFFHandler::AppendChunk(std::span<const std::uint8_t> chunk, std::uint64
 }
 
 bool clRIFFHandler::WriteIntoPadding(std::size_t index, std::span<const std::uint8_t> chunk) {
-  RIFFChunkInfo& padding = *Chunks[index];
+  RIFFChunkInfo& padding = *chunks_[index];
   const std::uint64_t position = padding.ChunkPosition;
   const std::uint64_t room = Total(padding);
   const std::uint64_t dataSize = chunk.size() - kChunkHeaderSize;
@@ -395,38 +407,38 @@ bool clRIFFHandler::WriteIntoPadding(std::size_t index, std::span<const std::uin
   padding.ChunkID = IdOf(chunk);
   padding.DataSize = dataSize;
   padding.HeaderDirty = false;
-  CurrentChunk = &padding;
+  currentChunk_ = &padding;
   if (room > need) {
     auto rest = std::make_unique<RIFFChunkInfo>();
     rest->ChunkID = paddingId;
     rest->DataSize = room - need - kChunkHeaderSize;
-    Chunks.insert(Chunks.begin() + std::ptrdiff_t(index + 1), std::move(rest));
+    chunks_.insert(chunks_.begin() + std::ptrdiff_t(index + 1), std::move(rest));
   }
   CalcAllChunks();
   return true;
 }
 
-bool clRIFFHandler::InsertChunk(int index, std::span<const std::uint8_t> chunk, int paddingType,
+bool clRIFFHandler::InsertChunk(int index, std::span<const std::uint8_t> chunk, PaddingType paddingType,
                                 std::uint32_t paddingSize) {
   TraceScope scope(log_, kInsert);
   if (chunk.size() < kChunkHeaderSize) return scope.Error(u"Error no chunk to insert.");
-  std::size_t at = index < 0 || std::size_t(index) > Chunks.size() ? Chunks.size() : std::size_t(index);
+  std::size_t at = index < 0 || std::size_t(index) > chunks_.size() ? chunks_.size() : std::size_t(index);
   CalcAllChunks();
-  const std::uint64_t oldEnd = RiffSize + 8;
-  if (at + 1 == Chunks.size() && IsPadding(Chunks[at]->ChunkID)) {
+  const std::uint64_t oldEnd = riffSize_ + 8;
+  if (at + 1 == chunks_.size() && IsPadding(chunks_[at]->ChunkID)) {
     // Padding at the very end holds nothing: the new chunk takes its place.
-    Chunks.erase(Chunks.begin() + std::ptrdiff_t(at));
+    chunks_.erase(chunks_.begin() + std::ptrdiff_t(at));
   }
   const std::uint64_t need = kChunkHeaderSize + Padded(chunk.size() - kChunkHeaderSize);
-  if (at >= Chunks.size()) {
+  if (at >= chunks_.size()) {
     if (!AppendChunk(chunk, oldEnd)) return false;
-  } else if (IsPadding(Chunks[at]->ChunkID) &&
-             (Total(*Chunks[at]) == need || Total(*Chunks[at]) >= need + kChunkHeaderSize)) {
+  } else if (IsPadding(chunks_[at]->ChunkID) &&
+             (Total(*chunks_[at]) == need || Total(*chunks_[at]) >= need + kChunkHeaderSize)) {
     // Padding that can hold the chunk is used instead of moving what follows.
     if (!WriteIntoPadding(at, chunk)) return false;
   } else {
     const std::uint64_t padding = PaddingLength(paddingType, paddingSize);
-    if (!Splice(Chunks[at]->ChunkPosition, Chunks[at]->ChunkPosition, need + padding)) return false;
+    if (!Splice(chunks_[at]->ChunkPosition, chunks_[at]->ChunkPosition, need + padding)) return false;
     if (!WriteThisCompleteChunk(int(at), chunk, true)) return false;
     if (padding >= kChunkHeaderSize && !WritePaddingChunk(at + 1, paddingType, padding)) return false;
   }
@@ -441,15 +453,17 @@ bool clRIFFHandler::InsertChunk(int index, std::span<const std::uint8_t> chunk, 
 // the padding's header, the chunk first claims the whole room, so that no
 // reader is ever led to a header that is being overwritten.
 bool clRIFFHandler::ReplaceInRoom(std::size_t index, std::span<const std::uint8_t> chunk, std::uint64_t room,
-                                  int paddingType) {
-  RIFFChunkInfo& record = *Chunks[index];
-  const bool nextIsPadding = index + 1 < Chunks.size() && IsPadding(Chunks[index + 1]->ChunkID);
+                                  PaddingType paddingType) {
+  RIFFChunkInfo& record = *chunks_[index];
+  const bool nextIsPadding = index + 1 < chunks_.size() && IsPadding(chunks_[index + 1]->ChunkID);
   const std::uint64_t position = record.ChunkPosition;
   const std::uint64_t roomEnd = position + room;
   const std::uint64_t dataSize = chunk.size() - kChunkHeaderSize;
   const std::uint64_t newPadding = position + kChunkHeaderSize + Padded(dataSize);
-  const std::uint64_t oldPadding = nextIsPadding ? Chunks[index + 1]->ChunkPosition : roomEnd;
-  const std::uint32_t paddingId = nextIsPadding ? Chunks[index + 1]->ChunkID : paddingType == 1 ? kPad : kJunk;
+  const std::uint64_t oldPadding = nextIsPadding ? chunks_[index + 1]->ChunkPosition : roomEnd;
+  const std::uint32_t paddingId = nextIsPadding                     ? chunks_[index + 1]->ChunkID
+                                  : paddingType == PaddingType::Pad ? kPad
+                                                                    : kJunk;
   const bool leftover = newPadding < roomEnd;
   XFile& out = Out();
 
@@ -472,13 +486,13 @@ bool clRIFFHandler::ReplaceInRoom(std::size_t index, std::span<const std::uint8_
   record.ChunkID = IdOf(chunk);
   record.DataSize = dataSize;
   record.HeaderDirty = false;
-  CurrentChunk = &record;
-  if (nextIsPadding) Chunks.erase(Chunks.begin() + std::ptrdiff_t(index + 1));
+  currentChunk_ = &record;
+  if (nextIsPadding) chunks_.erase(chunks_.begin() + std::ptrdiff_t(index + 1));
   if (leftover) {
     auto rest = std::make_unique<RIFFChunkInfo>();
     rest->ChunkID = paddingId;
     rest->DataSize = roomEnd - newPadding - kChunkHeaderSize;
-    Chunks.insert(Chunks.begin() + std::ptrdiff_t(index + 1), std::move(rest));
+    chunks_.insert(chunks_.begin() + std::ptrdiff_t(index + 1), std::move(rest));
   }
   CalcAllChunks();
   return true;
@@ -489,33 +503,33 @@ bool clRIFFHandler::ReplaceInRoom(std::size_t index, std::span<const std::uint8_
 // was); rewritten at the end of the file when nothing but padding follows it;
 // otherwise the file is rewritten with the chunk and, as for an insertion, a
 // fresh padding chunk behind it.
-bool clRIFFHandler::ReplaceChunk(int index, std::span<const std::uint8_t> chunk, int paddingType,
+bool clRIFFHandler::ReplaceChunk(int index, std::span<const std::uint8_t> chunk, PaddingType paddingType,
                                  std::uint32_t paddingSize) {
   TraceScope scope(log_, kReplace);
   if (chunk.size() < kChunkHeaderSize) return scope.Error(u"Error no chunk to write.");
-  if (index < 0 || std::size_t(index) >= Chunks.size())
+  if (index < 0 || std::size_t(index) >= chunks_.size())
     return scope.Error(u"Error no chunk at index " + ToText(index) + u".");
   CalcAllChunks();
   const std::size_t at = std::size_t(index);
-  const bool nextIsPadding = at + 1 < Chunks.size() && IsPadding(Chunks[at + 1]->ChunkID);
-  const std::uint64_t roomEnd = nextIsPadding ? End(*Chunks[at + 1]) : End(*Chunks[at]);
-  const std::uint64_t room = roomEnd - Chunks[at]->ChunkPosition;
+  const bool nextIsPadding = at + 1 < chunks_.size() && IsPadding(chunks_[at + 1]->ChunkID);
+  const std::uint64_t roomEnd = nextIsPadding ? End(*chunks_[at + 1]) : End(*chunks_[at]);
+  const std::uint64_t room = roomEnd - chunks_[at]->ChunkPosition;
   const std::uint64_t need = kChunkHeaderSize + Padded(chunk.size() - kChunkHeaderSize);
   bool standsLast = true;
-  for (std::size_t i = at + 1; i < Chunks.size(); ++i) standsLast = standsLast && IsPadding(Chunks[i]->ChunkID);
+  for (std::size_t i = at + 1; i < chunks_.size(); ++i) standsLast = standsLast && IsPadding(chunks_[i]->ChunkID);
 
   if (standsLast) {
-    const std::uint64_t oldEnd = RiffSize + 8;
+    const std::uint64_t oldEnd = riffSize_ + 8;
     const std::int64_t size = Out().Size();
-    Chunks.erase(Chunks.begin() + std::ptrdiff_t(at + 1), Chunks.end());
+    chunks_.erase(chunks_.begin() + std::ptrdiff_t(at + 1), chunks_.end());
     if (!WriteThisCompleteChunk(index, chunk, false)) return false;
     if (!TrimAfterShrink(size < 0 ? 0 : std::uint64_t(size), oldEnd, kReplace)) return false;
-  } else if (need == room || (need + kChunkHeaderSize <= room && (nextIsPadding || paddingType != 2))) {
+  } else if (need == room || (need + kChunkHeaderSize <= room && (nextIsPadding || paddingType != PaddingType::None))) {
     if (!ReplaceInRoom(at, chunk, room, paddingType)) return false;
   } else {
     const std::uint64_t padding = PaddingLength(paddingType, paddingSize);
-    if (!Splice(Chunks[at]->ChunkPosition, roomEnd, need + padding)) return false;
-    if (nextIsPadding) Chunks.erase(Chunks.begin() + std::ptrdiff_t(at + 1));
+    if (!Splice(chunks_[at]->ChunkPosition, roomEnd, need + padding)) return false;
+    if (nextIsPadding) chunks_.erase(chunks_.begin() + std::ptrdiff_t(at + 1));
     if (!WriteThisCompleteChunk(index, chunk, false)) return false;
     if (padding >= kChunkHeaderSize && !WritePaddingChunk(at + 1, paddingType, padding)) return false;
   }
@@ -526,34 +540,34 @@ bool clRIFFHandler::ReplaceChunk(int index, std::span<const std::uint8_t> chunk,
 // Nothing moves unless padding type 2 asks for no padding and no padding
 // follows: then the chunk leaves the file through the temporary copy. A last
 // chunk is cut off the end.
-bool clRIFFHandler::RemoveChunk(int index, int paddingType) {
+bool clRIFFHandler::RemoveChunk(int index, PaddingType paddingType) {
   TraceScope scope(log_, kRemove);
-  if (index < 0 || std::size_t(index) >= Chunks.size())
+  if (index < 0 || std::size_t(index) >= chunks_.size())
     return scope.Error(u"Error no chunk at index " + ToText(index) + u".");
   CalcAllChunks();
   const std::size_t at = std::size_t(index);
-  RIFFChunkInfo& record = *Chunks[at];
-  if (at + 1 < Chunks.size() && IsPadding(Chunks[at + 1]->ChunkID)) {
-    RIFFChunkInfo& next = *Chunks[at + 1];
+  RIFFChunkInfo& record = *chunks_[at];
+  if (at + 1 < chunks_.size() && IsPadding(chunks_[at + 1]->ChunkID)) {
+    RIFFChunkInfo& next = *chunks_[at + 1];
     next.DataSize += Padded(record.DataSize) + kChunkHeaderSize;
     next.HeaderDirty = true;
-    Chunks.erase(Chunks.begin() + std::ptrdiff_t(at));
-    CurrentChunk = &next;
-  } else if (at + 1 == Chunks.size()) {
-    const std::uint64_t oldEnd = RiffSize + 8;
+    chunks_.erase(chunks_.begin() + std::ptrdiff_t(at));
+    currentChunk_ = &next;
+  } else if (at + 1 == chunks_.size()) {
+    const std::uint64_t oldEnd = riffSize_ + 8;
     const std::int64_t size = Out().Size();
-    Chunks.erase(Chunks.begin() + std::ptrdiff_t(at));
-    CurrentChunk = nullptr;
+    chunks_.erase(chunks_.begin() + std::ptrdiff_t(at));
+    currentChunk_ = nullptr;
     CalcAllChunks();
     if (!TrimAfterShrink(size < 0 ? 0 : std::uint64_t(size), oldEnd, kRemove)) return false;
-  } else if (paddingType == 0 || paddingType == 1) {
-    record.ChunkID = paddingType == 0 ? kJunk : kPad;
+  } else if (paddingType != PaddingType::None) {
+    record.ChunkID = paddingType == PaddingType::Junk ? kJunk : kPad;
     record.HeaderDirty = true;
-    CurrentChunk = &record;
+    currentChunk_ = &record;
   } else {
     if (!Splice(record.ChunkPosition, End(record), 0)) return false;
-    Chunks.erase(Chunks.begin() + std::ptrdiff_t(at));
-    CurrentChunk = nullptr;
+    chunks_.erase(chunks_.begin() + std::ptrdiff_t(at));
+    currentChunk_ = nullptr;
   }
   if (!WriteChunkHeaders()) return false;
   return scope.Ok();

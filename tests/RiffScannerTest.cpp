@@ -25,8 +25,8 @@ Scan ScanBytes(const Bytes& bytes) {
   Scan s;
   s.ok = riff.Initialize(file.handle(), cap.context());
   for (std::size_t i = 0; i < riff.ChunkCount(); ++i) s.chunks.push_back(riff.Chunk(i));
-  s.riffSize = riff.RiffSize;
-  s.rf64 = riff.IsRF64;
+  s.riffSize = riff.RiffSize();
+  s.rf64 = riff.IsRF64();
   s.trace = cap.Trace();
   riff.Reset();
   return s;

@@ -59,8 +59,8 @@ Reading Read(const fs::path& file, const std::string& chunkId = "") {
   clRIFFHandler riff;
   if (!riff.OpenRead(file.u16string())) return r;
   r.scanned = riff.Initialize(riff.handle(), TraceContext{});
-  r.rf64 = riff.IsRF64;
-  r.ds64Data = riff.Ds64DataSize;
+  r.rf64 = riff.IsRF64();
+  r.ds64Data = riff.Ds64DataSize();
   for (std::size_t i = 0; i < riff.ChunkCount(); ++i) {
     const RIFFChunkInfo& c = riff.Chunk(i);
     r.layout.push_back({IdText(c.ChunkID), c.DataSize});
@@ -82,15 +82,12 @@ void ResetTraceIndent() {
 // One edit on a file: open for update, scan, change, commit.
 class Edit {
  public:
-  explicit Edit(const fs::path& file, bool allowRF64 = false) {
+  explicit Edit(const fs::path& file, bool allowRF64 = false) : riff(allowRF64) {
     opened_ = riff.OpenUpdateMedia(file.u16string()) && riff.Initialize(riff.handle(), trace.context());
-    riff.AllowRF64 = allowRF64;
   }
   bool Run(const std::function<bool(clRIFFHandler&)>& change) {
-    bool ok = opened_ && change(riff);
-    ok = ok && riff.CommitEdits();
-    riff.DiscardEdits();
-    riff.Close();
+    EditTransaction transaction(riff);
+    const bool ok = opened_ && change(riff) && transaction.Commit();
     if (!ok) ResetTraceIndent();
     return ok;
   }
@@ -106,6 +103,13 @@ std::size_t FilesIn(const fs::path& dir) {
 }
 
 Bytes FmtChunk() { return PcmFormat(1, 2, 44100, 16); }
+
+// Tables name the padding choices by their setting numbers: 0 'JUNK', 1 'PAD ', 2 none.
+PaddingType Padding(int choice) {
+  return choice == 0 ? PaddingType::Junk : choice == 1 ? PaddingType::Pad : PaddingType::None;
+}
+constexpr PaddingType kJunk = PaddingType::Junk;
+constexpr PaddingType kNone = PaddingType::None;
 }  // namespace
 
 TEST(RiffWriterInsert, BeforeDataOpensUpWithPadding) {
@@ -132,7 +136,7 @@ TEST(RiffWriterInsert, BeforeDataOpensUpWithPadding) {
     const auto file = dir.Write("a.wav", before);
     const Bytes chunk = MakeChunk("test", Noise(c.chunkBytes - 8, 3));
     Edit edit(file);
-    ASSERT_TRUE(edit.Run([&](clRIFFHandler& r) { return r.InsertChunk(1, chunk, c.type, c.size); }))
+    ASSERT_TRUE(edit.Run([&](clRIFFHandler& r) { return r.InsertChunk(1, chunk, Padding(c.type), c.size); }))
         << edit.trace.TraceUtf8();
     EXPECT_TRUE(edit.trace.NoErrors()) << edit.trace.TraceUtf8();
     const Bytes after = ReadAll(file);
@@ -184,7 +188,7 @@ TEST(RiffWriterInsert, PaddingIsReusedOrReplaced) {
     TempDir dir;
     const auto file = dir.Write("a.wav", c.file);
     Edit edit(file);
-    ASSERT_TRUE(edit.Run([&](clRIFFHandler& r) { return r.InsertChunk(c.index, chunk, 0, 0); }))
+    ASSERT_TRUE(edit.Run([&](clRIFFHandler& r) { return r.InsertChunk(c.index, chunk, kJunk, 0); }))
         << edit.trace.TraceUtf8();
     const Reading r = Read(file, "test");
     EXPECT_EQ(r.layout, c.layout);
@@ -199,7 +203,7 @@ TEST(RiffWriterInsert, ShortChunkIsRefused) {
   TempDir dir;
   const auto file = dir.Write("a.wav", WavBuilder().Fmt(FmtChunk()).Data(kAudio).Build());
   Edit edit(file);
-  EXPECT_FALSE(edit.Run([](clRIFFHandler& r) { return r.InsertChunk(1, Bytes{'t', 'e', 's'}, 0, 0); }));
+  EXPECT_FALSE(edit.Run([](clRIFFHandler& r) { return r.InsertChunk(1, Bytes{'t', 'e', 's'}, kJunk, 0); }));
   EXPECT_TRUE(edit.trace.HasLine(u"*** Error: Error no chunk to insert.  [clRIFFHandler::InsertChunk]"))
       << edit.trace.TraceUtf8();
 }
@@ -248,7 +252,8 @@ TEST(RiffWriterRemove, IntoPaddingInPlaceOrOut) {
     TempDir dir;
     const auto file = dir.Write("a.wav", c.file);
     Edit edit(file);
-    ASSERT_TRUE(edit.Run([&](clRIFFHandler& r) { return r.RemoveChunk(1, c.type); })) << edit.trace.TraceUtf8();
+    ASSERT_TRUE(edit.Run([&](clRIFFHandler& r) { return r.RemoveChunk(1, Padding(c.type)); }))
+        << edit.trace.TraceUtf8();
     const Reading r = Read(file);
     EXPECT_EQ(r.layout, c.layout);
     EXPECT_EQ(r.data, kAudio);
@@ -270,7 +275,7 @@ TEST(RiffWriterRemove, LastChunkIsCutOff) {
     const Bytes before = WavBuilder().Fmt(FmtChunk()).Data(kAudio).Chunk("id3 ", Noise(101)).Build();
     const auto file = dir.Write("a.wav", before);
     Edit edit(file);
-    ASSERT_TRUE(edit.Run([&](clRIFFHandler& r) { return r.RemoveChunk(2, type); }));
+    ASSERT_TRUE(edit.Run([&](clRIFFHandler& r) { return r.RemoveChunk(2, Padding(type)); }));
     const Bytes after = ReadAll(file);
     EXPECT_EQ(after.size(), before.size() - 110) << type;
     EXPECT_EQ(Read(file).layout, (std::vector<Layout>{{"fmt ", 16}, {"data", 4000}}));
@@ -376,7 +381,7 @@ TEST(RiffWriterReplace, GrowsAndShrinksWithoutLosingNeighbours) {
     const auto file = dir.Write("a.wav", c.file);
     const Bytes chunk = MakeChunk("LIST", Noise(c.newSize, 11));
     Edit edit(file);
-    ASSERT_TRUE(edit.Run([&](clRIFFHandler& r) { return r.ReplaceChunk(c.index, chunk, c.type, 0); }))
+    ASSERT_TRUE(edit.Run([&](clRIFFHandler& r) { return r.ReplaceChunk(c.index, chunk, Padding(c.type), 0); }))
         << edit.trace.TraceUtf8();
     EXPECT_TRUE(edit.trace.NoErrors()) << edit.trace.TraceUtf8();
     const Reading r = Read(file, "LIST");
@@ -396,7 +401,7 @@ TEST(RiffWriterReplace, ShrinkingClearsWhatTheOldChunkHeld) {
   const auto file =
       dir.Write("a.wav", WavBuilder().Fmt(FmtChunk()).Chunk("LIST", Bytes(100, 0xAA)).Data(kAudio).Build());
   Edit edit(file);
-  ASSERT_TRUE(edit.Run([](clRIFFHandler& r) { return r.ReplaceChunk(1, MakeChunk("LIST", Bytes(10, 1)), 0, 0); }));
+  ASSERT_TRUE(edit.Run([](clRIFFHandler& r) { return r.ReplaceChunk(1, MakeChunk("LIST", Bytes(10, 1)), kJunk, 0); }));
   const Bytes after = ReadAll(file);
   // LIST (8 + 10) then JUNK header (8) then 82 bytes of padding data.
   for (std::size_t i = 36 + 18 + 8; i < 36 + 108; ++i) ASSERT_EQ(after[i], 0) << i;
@@ -406,7 +411,7 @@ TEST(RiffWriterHeaders, OddChunkIsCountedWithItsPadByte) {
   TempDir dir;
   const auto file = dir.Write("a.wav", WavBuilder().Fmt(FmtChunk()).Data(kAudio).Build());
   Edit edit(file);
-  ASSERT_TRUE(edit.Run([](clRIFFHandler& r) { return r.InsertChunk(-1, MakeChunk("odd ", Bytes(5, 7)), 0, 0); }));
+  ASSERT_TRUE(edit.Run([](clRIFFHandler& r) { return r.InsertChunk(-1, MakeChunk("odd ", Bytes(5, 7)), kJunk, 0); }));
   const Bytes after = ReadAll(file);
   ASSERT_EQ(after.size(), 12 + 24 + 8 + 4000 + 8 + 6u);
   EXPECT_EQ(after.back(), 0);
@@ -469,14 +474,14 @@ TEST(RiffWriterRF64, PromotionPast4GiB) {
   const Bytes tag = MakeChunk("LIST", Noise(8192, 3));
   {
     Edit edit(big.path, false);
-    EXPECT_FALSE(edit.Run([&](clRIFFHandler& r) { return r.InsertChunk(-1, tag, 0, 0); }));
+    EXPECT_FALSE(edit.Run([&](clRIFFHandler& r) { return r.InsertChunk(-1, tag, kJunk, 0); }));
     EXPECT_TRUE(edit.trace.HasLine(u"*** Error: 4GB wave limit exceeded.  [clRIFFHandler::WriteChunkHeaders]"))
         << edit.trace.TraceUtf8();
     EXPECT_TRUE(big.AudioIntact());
     EXPECT_FALSE(Read(big.path).rf64);
   }
   Edit edit(big.path, true);
-  ASSERT_TRUE(edit.Run([&](clRIFFHandler& r) { return r.InsertChunk(-1, tag, 0, 0); })) << edit.trace.TraceUtf8();
+  ASSERT_TRUE(edit.Run([&](clRIFFHandler& r) { return r.InsertChunk(-1, tag, kJunk, 0); })) << edit.trace.TraceUtf8();
   const Reading r = Read(big.path);
   EXPECT_TRUE(r.rf64);
   EXPECT_EQ(r.ds64Data, BigFile::kDataSize);
@@ -512,19 +517,19 @@ TEST(RiffWriterSafety, EveryInterruptedEditKeepsTheAudio) {
     const Bytes& file;
     std::function<bool(clRIFFHandler&)> edit;
   } cases[] = {
-      {"insert before data with padding", plain, [&](clRIFFHandler& r) { return r.InsertChunk(1, list, 0, 0); }},
-      {"insert before data without padding", plain, [&](clRIFFHandler& r) { return r.InsertChunk(1, list, 2, 0); }},
-      {"insert into padding", withPadding, [&](clRIFFHandler& r) { return r.InsertChunk(2, small, 0, 0); }},
-      {"append", plain, [&](clRIFFHandler& r) { return r.InsertChunk(-1, list, 0, 0); }},
-      {"replace larger, in the room", withPadding, [&](clRIFFHandler& r) { return r.ReplaceChunk(1, list, 0, 0); }},
-      {"replace larger, rewritten", withPadding, [&](clRIFFHandler& r) { return r.ReplaceChunk(1, big, 0, 0); }},
-      {"replace smaller", withPadding, [&](clRIFFHandler& r) { return r.ReplaceChunk(1, small, 0, 0); }},
+      {"insert before data with padding", plain, [&](clRIFFHandler& r) { return r.InsertChunk(1, list, kJunk, 0); }},
+      {"insert before data without padding", plain, [&](clRIFFHandler& r) { return r.InsertChunk(1, list, kNone, 0); }},
+      {"insert into padding", withPadding, [&](clRIFFHandler& r) { return r.InsertChunk(2, small, kJunk, 0); }},
+      {"append", plain, [&](clRIFFHandler& r) { return r.InsertChunk(-1, list, kJunk, 0); }},
+      {"replace larger, in the room", withPadding, [&](clRIFFHandler& r) { return r.ReplaceChunk(1, list, kJunk, 0); }},
+      {"replace larger, rewritten", withPadding, [&](clRIFFHandler& r) { return r.ReplaceChunk(1, big, kJunk, 0); }},
+      {"replace smaller", withPadding, [&](clRIFFHandler& r) { return r.ReplaceChunk(1, small, kJunk, 0); }},
       {"replace two bytes larger", withPadding,
-       [&](clRIFFHandler& r) { return r.ReplaceChunk(1, MakeChunk("LIST", Noise(102, 2)), 0, 0); }},
-      {"remove into padding", withPadding, [&](clRIFFHandler& r) { return r.RemoveChunk(1, 0); }},
-      {"remove without padding", withPadding, [&](clRIFFHandler& r) { return r.RemoveChunk(2, 2); }},
+       [&](clRIFFHandler& r) { return r.ReplaceChunk(1, MakeChunk("LIST", Noise(102, 2)), kJunk, 0); }},
+      {"remove into padding", withPadding, [&](clRIFFHandler& r) { return r.RemoveChunk(1, kJunk); }},
+      {"remove without padding", withPadding, [&](clRIFFHandler& r) { return r.RemoveChunk(2, kNone); }},
       {"remove all tag chunks", withPadding,
-       [&](clRIFFHandler& r) { return r.RemoveChunk(1, 2) && r.RemoveChunk(r.FindChunkIndex("cue "), 2); }},
+       [&](clRIFFHandler& r) { return r.RemoveChunk(1, kNone) && r.RemoveChunk(r.FindChunkIndex("cue "), kNone); }},
   };
   for (const auto& c : cases) {
     bool finished = false;
@@ -559,7 +564,7 @@ TEST(RiffWriterSafety, InterruptedPromotionKeepsTheAudio) {
     SCOPED_TRACE(testing::Message() << "operation " << k << " fails");
     Edit edit(big.path, true);
     xfile_fault::Arm(k);
-    finished = edit.Run([&](clRIFFHandler& r) { return r.InsertChunk(-1, tag, 0, 0); });
+    finished = edit.Run([&](clRIFFHandler& r) { return r.InsertChunk(-1, tag, kJunk, 0); });
     xfile_fault::Disarm();
     ResetTraceIndent();
     ASSERT_TRUE(big.AudioIntact());

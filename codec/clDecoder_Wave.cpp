@@ -53,9 +53,8 @@ int clDecoder_Wave::Open(OpenRecord& record) {
   scope.Line(u"Read Audio Information");
 
   if (record.Flags & (kOpenReadTags | kOpenProperties)) {
-    fileEngine_.SetID3Overrides(tpe2Override_, tit1Override_);
     std::u16string summary;
-    if (fileEngine_.ReadIDTags(summary) && (record.Flags & kOpenReadTags)) {
+    if (fileEngine_.ReadIDTags(summary, id3Overrides_) && (record.Flags & kOpenReadTags)) {
       record.TagData = fileEngine_.TagBlock().data();
       record.TagDataBytes = std::uint32_t(fileEngine_.TagBlock().size());
     }
@@ -138,12 +137,13 @@ int clDecoder_Wave::Set(const char16_t* key, SetRecord& record) {
   if (!key) return 0;
   // The flag is set, yet the key matches nothing below, so 0 is returned; hosts ignore it.
   if (k == u"IgnoreRegistrySettings") ignoreRegistrySettings_ = true;
+  // An override's value 2 (any value above 1) renames the frame; 1 keeps the usual name.
   if (k == u"TPE2OptionOverride") {
-    tpe2Override_ = record.Value > 1 ? 2 : 1;
+    id3Overrides_.tpe2Orchestra = record.Value > 1;
     return 0;
   }
   if (k == u"TIT1OptionOverride") {
-    tit1Override_ = record.Value > 1 ? 2 : 1;
+    id3Overrides_.tit1Style = record.Value > 1;
     return 0;
   }
   if (k == u"Set Decode Range") {
@@ -152,9 +152,8 @@ int clDecoder_Wave::Set(const char16_t* key, SetRecord& record) {
     return 1;
   }
   if (k == u"IDTags") {
-    fileEngine_.SetID3Overrides(tpe2Override_, tit1Override_);
     return fileEngine_.WriteIDTags(reinterpret_cast<const char16_t*>(record.FileName), record.TagData, record.Value,
-                                   context_)
+                                   context_, id3Overrides_)
                ? 1
                : 0;
   }
@@ -171,10 +170,9 @@ int clDecoder_Wave::DeleteATag(const char16_t* fileName, const char16_t* names) 
     named.AddTag(name == u"[Empty]" ? std::u16string_view() : name, u"");
     p += name.size() + 1;
   }
-  fileEngine_.SetID3Overrides(tpe2Override_, tit1Override_);
   const std::u16string file(HostText(fileName));
   const bool bext = fileEngine_.BEXTWriter(file, named, true, all, context_);
-  const bool tags = fileEngine_.IDTagWriter(file, named, true, all, context_);
+  const bool tags = fileEngine_.IDTagWriter(file, named, true, all, context_, id3Overrides_);
   scope.Ok();
   return bext && tags ? 1 : 0;
 }

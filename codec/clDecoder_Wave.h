@@ -41,8 +41,8 @@ class clDecoder_Wave {
   std::int64_t rangeEnd_ = -1;
   std::u16string text_[3];  // what Get returned last, per result slot
   bool ignoreRegistrySettings_ = false;
-  int tpe2Override_ = 0;
-  int tit1Override_ = 0;
+  // The host's TPE2/TIT1 overrides, for reading and writing ID3v2.
+  ID3v2ReadOptions id3Overrides_;
 };
 
 // Length of a zero-terminated host text; null counts as empty.

@@ -20,18 +20,6 @@ constexpr const char* kBEXTWriter = "clWaveDecoder_Wave::BEXTWriter";
 // An ID3v2 rendering of no more than its header holds no frame.
 constexpr std::size_t kEmptyId3Size = 10;
 
-struct Placement {
-  PaddingType paddingType = PaddingType::Junk;
-  std::uint32_t paddingSize = 0;
-};
-
-Placement PlacementFromSettings() {
-  // Only the three choices the option page offers mean anything; any other value is the default.
-  const std::uint32_t type = ReadTagSetting(u"WaveLISTPadding");
-  const PaddingType padding = type == 1 ? PaddingType::Pad : type == 2 ? PaddingType::None : PaddingType::Junk;
-  return {padding, PaddingSizeFromSetting(ReadTagSetting(u"WaveLISTPaddingSize"))};
-}
-
 bool OpenForWrite(clRIFFHandler& riff, std::u16string_view path, const TraceContext& log, const char* function) {
   Trace(u"Opening file '", log, function, false);
   Trace(path, log, function, false);
@@ -78,9 +66,9 @@ void DropUnwritable(TagList& tags, const TraceContext& log) {
 
 // With "WaveLISTPos" 1 a new LIST goes before the audio, into padding between
 // 'fmt ' and 'data' when there is some.
-int ListInsertIndex(clRIFFHandler& riff) {
+int ListInsertIndex(clRIFFHandler& riff, const TagWriteSettings& settings) {
   const int dataIndex = riff.FindDataChunkIndex();
-  if (ReadTagSetting(u"WaveLISTPos") != 1 || dataIndex < 0) return int(riff.ChunkCount());
+  if (!settings.listBeforeData || dataIndex < 0) return int(riff.ChunkCount());
   const int fmtIndex = riff.FindChunkIndex("fmt ");
   for (int i = fmtIndex + 1; fmtIndex >= 0 && i < dataIndex; ++i) {
     const std::uint32_t id = riff.Chunk(std::size_t(i)).ChunkID;
@@ -89,38 +77,36 @@ int ListInsertIndex(clRIFFHandler& riff) {
   return dataIndex;
 }
 
-bool WriteList(clRIFFHandler& riff, const TagList& tags, const RIFFChunkInfo* list, Placement placement,
+bool WriteList(clRIFFHandler& riff, const TagList& tags, const RIFFChunkInfo* list, const TagWriteSettings& settings,
                const TraceContext& log) {
-  const int trackOption = int(ReadTagSetting(u"WaveLISTTrack"));
-  const int albumOption = int(ReadTagSetting(u"WaveLISTAlbum"));
   std::vector<std::uint8_t> payload;
-  if (!clRIFFLISTChunk::TagsToLIST(payload, tags, log, trackOption, albumOption)) return false;
+  if (!clRIFFLISTChunk::TagsToLIST(payload, tags, log, settings.trackOption, settings.albumOption)) return false;
   // No tag maps to INFO: an existing list would only hold nothing, so it goes.
-  if (payload.empty()) return !list || riff.RemoveChunk(riff.IndexOf(list), placement.paddingType);
+  if (payload.empty()) return !list || riff.RemoveChunk(riff.IndexOf(list), settings.padding);
   const std::vector<std::uint8_t> chunk = MakeChunk(MakeFourCC("LIST"), payload);
   if (list) {
     if (Unchanged(riff, *list, chunk, log)) return true;
-    return riff.ReplaceChunk(riff.IndexOf(list), chunk, placement.paddingType, placement.paddingSize);
+    return riff.ReplaceChunk(riff.IndexOf(list), chunk, settings.padding, settings.paddingSize);
   }
-  return riff.InsertChunk(ListInsertIndex(riff), chunk, placement.paddingType, placement.paddingSize);
+  return riff.InsertChunk(ListInsertIndex(riff, settings), chunk, settings.padding, settings.paddingSize);
 }
 
-bool WriteId3(clRIFFHandler& riff, const TagList& tags, const RIFFChunkInfo* id3, Placement placement,
-              const TraceContext& log, const ID3v2ReadOptions& overrides) {
+bool WriteId3(clRIFFHandler& riff, const TagList& tags, const RIFFChunkInfo* id3, const TagWriteSettings& settings,
+              const TraceContext& log) {
   std::vector<std::uint8_t> rendering;
   try {
-    rendering = RenderID3v2(tags, ID3WriteOptionsFromSettings(overrides));
+    rendering = RenderID3v2(tags, settings.id3);
   } catch (const std::exception& e) {
     TraceError(u"Error writing ID3v2 tag: " + Widen(e.what()), log, kIDTagWriter);
     return false;
   }
-  if (rendering.size() <= kEmptyId3Size) return !id3 || riff.RemoveChunk(riff.IndexOf(id3), placement.paddingType);
+  if (rendering.size() <= kEmptyId3Size) return !id3 || riff.RemoveChunk(riff.IndexOf(id3), settings.padding);
   const std::vector<std::uint8_t> chunk = MakeChunk(MakeFourCC("id3 "), rendering);
   if (id3) {
     if (Unchanged(riff, *id3, chunk, log)) return true;
-    return riff.ReplaceChunk(riff.IndexOf(id3), chunk, placement.paddingType, placement.paddingSize);
+    return riff.ReplaceChunk(riff.IndexOf(id3), chunk, settings.padding, settings.paddingSize);
   }
-  return riff.InsertChunk(-1, chunk, placement.paddingType, placement.paddingSize);
+  return riff.InsertChunk(-1, chunk, settings.padding, settings.paddingSize);
 }
 
 bool HasBextField(const TagList& tags) {
@@ -143,15 +129,23 @@ TagList CompleteTags(const TagList& given, const TagList& fromFile, bool deleteN
   return out;
 }
 
-ID3v2WriteOptions ID3WriteOptionsFromSettings(const ID3v2ReadOptions& overrides) {
-  ID3v2WriteOptions options;
-  if (overrides.tpe2Orchestra) options.push_back(u"TPE2Orchestra");
-  if (overrides.tit1Style) options.push_back(u"TIT1Style");
+TagWriteSettings TagWriteSettings::Read(const ID3v2ReadOptions& overrides) {
+  TagWriteSettings s;
+  s.creation = ReadTagSetting(u"WaveTagDefault");
+  s.listBeforeData = ReadTagSetting(u"WaveLISTPos") == 1;
+  s.albumOption = int(ReadTagSetting(u"WaveLISTAlbum"));
+  s.trackOption = int(ReadTagSetting(u"WaveLISTTrack"));
+  // Only the three choices the option page offers mean anything; any other value is the default.
+  const std::uint32_t padding = ReadTagSetting(u"WaveLISTPadding");
+  s.padding = padding == 1 ? PaddingType::Pad : padding == 2 ? PaddingType::None : PaddingType::Junk;
+  s.paddingSize = PaddingSizeFromSetting(ReadTagSetting(u"WaveLISTPaddingSize"));
   const std::uint32_t version = ReadTagSetting(u"WaveID3v2Version");
-  if (version == 1) options.push_back(u"ID3v2WriteV22");
-  if (version == 2) options.push_back(u"ID3v2WriteV221");
-  if (ReadTagSetting(u"WaveID3v2UnicodeEncode") != 0) options.push_back(u"ID3v2EncodeUni");
-  return options;
+  if (version == 1) s.id3.version = ID3v2WriteSettings::Version::V22;
+  if (version == 2) s.id3.version = ID3v2WriteSettings::Version::V221;
+  if (ReadTagSetting(u"WaveID3v2UnicodeEncode") != 0) s.id3.text = id3parser::TextChoice::Utf16;
+  s.id3.tpe2Orchestra = overrides.tpe2Orchestra;
+  s.id3.tit1Style = overrides.tit1Style;
+  return s;
 }
 
 bool WriteTagChunks(std::u16string_view path, const TagList& given, TagWriteMode mode, const TraceContext& log,
@@ -163,28 +157,27 @@ bool WriteTagChunks(std::u16string_view path, const TagList& given, TagWriteMode
   if (!OpenForWrite(riff, path, log, kIDTagWriter)) return false;
   TagList fileTags;
   TagChunkInfo info;
-  ReadTagChunks(riff, fileTags, log, id3Options, int(ReadTagSetting(u"WaveLISTAlbum")), info);
-  const Placement placement = PlacementFromSettings();
+  const TagWriteSettings settings = TagWriteSettings::Read(id3Options);
+  ReadTagChunks(riff, fileTags, log, id3Options, settings.albumOption, info);
   // Records keep their address while others come and go; indexes do not.
   const RIFFChunkInfo* list = info.listIndex >= 0 ? &riff.Chunk(std::size_t(info.listIndex)) : nullptr;
   const RIFFChunkInfo* id3 = info.id3Index >= 0 ? &riff.Chunk(std::size_t(info.id3Index)) : nullptr;
 
   bool ok = true;
   if (mode.deleteAll) {
-    if (list) ok = riff.RemoveChunk(riff.IndexOf(list), placement.paddingType);
-    if (ok && id3) ok = riff.RemoveChunk(riff.IndexOf(id3), placement.paddingType);
+    if (list) ok = riff.RemoveChunk(riff.IndexOf(list), settings.padding);
+    if (ok && id3) ok = riff.RemoveChunk(riff.IndexOf(id3), settings.padding);
     if (!ok || !edit.Commit()) return false;
     return scope.Ok();
   }
 
   TagList tags = CompleteTags(given, fileTags, mode.deleteNamed);
   DropUnwritable(tags, log);
-  const std::uint32_t creation = ReadTagSetting(u"WaveTagDefault");
-  const bool writeList = list || creation == 0 || creation == 1;
+  const bool writeList = list || settings.creation == 0 || settings.creation == 1;
   // INFO has no place for replay gain: such tags always get an ID3v2 chunk.
-  const bool writeId3 = id3 || creation == 0 || creation == 3 || HasReplayGainTags(tags);
-  if (writeList) ok = WriteList(riff, tags, list, placement, log);
-  if (ok && writeId3) ok = WriteId3(riff, tags, id3, placement, log, id3Options);
+  const bool writeId3 = id3 || settings.creation == 0 || settings.creation == 3 || HasReplayGainTags(tags);
+  if (writeList) ok = WriteList(riff, tags, list, settings, log);
+  if (ok && writeId3) ok = WriteId3(riff, tags, id3, settings, log);
   if (!ok || !edit.Commit()) return false;
   return scope.Ok();
 }
@@ -218,12 +211,12 @@ bool WriteBextChunk(std::u16string_view path, const TagList& given, TagWriteMode
               payload.begin() + clRIFFBEXTChunk::kVersionOffset);
 
   const std::vector<std::uint8_t> chunk = MakeChunk(MakeFourCC("bext"), payload);
-  const Placement placement = PlacementFromSettings();
+  const TagWriteSettings settings = TagWriteSettings::Read({});
   bool ok = true;
   if (creating)
-    ok = riff.InsertChunk(-1, chunk, placement.paddingType, placement.paddingSize);
+    ok = riff.InsertChunk(-1, chunk, settings.padding, settings.paddingSize);
   else if (!Unchanged(riff, riff.Chunk(std::size_t(index)), chunk, log))
-    ok = riff.ReplaceChunk(index, chunk, placement.paddingType, placement.paddingSize);
+    ok = riff.ReplaceChunk(index, chunk, settings.padding, settings.paddingSize);
   if (!ok || !edit.Commit()) return false;
   return scope.Ok();
 }

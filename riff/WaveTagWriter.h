@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "WavePlugin.h"
+#include "riff/clRIFFHandler.h"
 #include "tags/TagID3v2.h"
 #include "tags/TagID3v2Writer.h"
 #include "tags/TagList.h"
@@ -18,6 +19,20 @@ struct TagWriteMode {
   bool deleteAll = false;
 };
 
+// The tagging settings one write works with, read once at its start.
+struct TagWriteSettings {
+  std::uint32_t creation = 0;   // chunks for a file without tags: 0 LIST and ID3v2, 1 LIST, 2 none, 3 ID3v2
+  bool listBeforeData = false;  // a new LIST goes before the audio instead of at the end
+  int albumOption = 0;          // 0: 'IPRD' holds the album, otherwise 'ISRC'
+  int trackOption = 0;          // 0 'ITRK', 1 'TRCK', otherwise 'itrk'
+  PaddingType padding = PaddingType::Junk;
+  std::uint32_t paddingSize = 2048;
+  ID3v2WriteSettings id3;  // version, encoding and the decoder's TPE2/TIT1 overrides
+
+  // The user's settings as they are stored now, with the decoder's overrides.
+  static TagWriteSettings Read(const ID3v2ReadOptions& overrides);
+};
+
 // The 'bext' chunk: rewritten when the file has one (its version, UMID and
 // loudness kept), created only when the given tags carry a bext field.
 bool WriteBextChunk(std::u16string_view path, const TagList& tags, TagWriteMode mode, const TraceContext& log);
@@ -27,5 +42,3 @@ bool WriteTagChunks(std::u16string_view path, const TagList& tags, TagWriteMode 
 // The tags to write: the given ones completed with the file's (or, deleting,
 // the file's less the named ones); pictures match by name without description.
 TagList CompleteTags(const TagList& given, const TagList& fromFile, bool deleteNamed);
-// The ID3v2 writer's option words from the settings and the decoder's TPE2/TIT1 overrides.
-ID3v2WriteOptions ID3WriteOptionsFromSettings(const ID3v2ReadOptions& overrides);

@@ -44,36 +44,11 @@ using id3parser::TextChoice;
 using id3parser::TextEncoding;
 using Bytes = std::vector<std::uint8_t>;
 
-enum class Version { V22, V221, V23, V24 };
+using Version = ID3v2WriteSettings::Version;
 
-struct WriteSettings {
-  Version version = Version::V23;
-  TextChoice text = TextChoice::Ansi;
-  bool fullDateInYear = false;  // the whole date in TYER/TORY instead of the year alone
-  bool strictYearDate = false;  // only values in a date form go into the date frames
-  bool tpe2Orchestra = false;
-  bool tit1Style = false;
-
-  int Major() const {
-    if (version == Version::V24) return 4;
-    return version == Version::V23 ? 3 : 2;
-  }
-};
-
-WriteSettings ParseOptions(const ID3v2WriteOptions& options) {
-  WriteSettings s;
-  for (const std::u16string& word : options) {
-    if (word == u"ID3v2WriteV22") s.version = Version::V22;
-    if (word == u"ID3v2WriteV221") s.version = Version::V221;
-    if (word == u"ID3v2WriteV24") s.version = Version::V24;
-    if (word == u"ID3v2EncodeUni") s.text = TextChoice::Utf16;
-    if (word == u"ID3v2EncodeUTF8") s.text = TextChoice::Utf8;
-    if (word == u"WriteFullDateInYearTag") s.fullDateInYear = true;
-    if (word == u"WriteStrictYearDate") s.strictYearDate = true;
-    if (word == u"TPE2Orchestra") s.tpe2Orchestra = true;
-    if (word == u"TIT1Style") s.tit1Style = true;
-  }
-  return s;
+int Major(Version version) {
+  if (version == Version::V24) return 4;
+  return version == Version::V23 ? 3 : 2;
 }
 
 enum class Kind {
@@ -213,7 +188,7 @@ std::optional<std::uint8_t> RatingByte(std::u16string_view value) {
 
 class TagRenderer {
  public:
-  explicit TagRenderer(const WriteSettings& settings) : s_(settings), major_(settings.Major()) {}
+  explicit TagRenderer(const ID3v2WriteSettings& settings) : s_(settings), major_(Major(settings.version)) {}
 
   void Add(const TagEntry& entry);
   Bytes Render() const;
@@ -248,7 +223,7 @@ class TagRenderer {
   void EmitPicture(Bytes& out, const Pending& p) const;
   void AppendFrame(Bytes& out, std::string_view id, const Bytes& body) const;
 
-  const WriteSettings& s_;
+  const ID3v2WriteSettings& s_;
   int major_;
   std::vector<Pending> pending_;  // in the order their names first appear
   bool haveCdToc_ = false;
@@ -562,9 +537,24 @@ void TagRenderer::AppendFrame(Bytes& out, std::string_view id, const Bytes& body
 
 }  // namespace
 
-std::vector<std::uint8_t> RenderID3v2(const TagList& tags, const ID3v2WriteOptions& options) {
+ID3v2WriteSettings ParseID3v2WriteOptions(const ID3v2WriteOptions& options) {
+  ID3v2WriteSettings s;
+  for (const std::u16string& word : options) {
+    if (word == u"ID3v2WriteV22") s.version = Version::V22;
+    if (word == u"ID3v2WriteV221") s.version = Version::V221;
+    if (word == u"ID3v2WriteV24") s.version = Version::V24;
+    if (word == u"ID3v2EncodeUni") s.text = TextChoice::Utf16;
+    if (word == u"ID3v2EncodeUTF8") s.text = TextChoice::Utf8;
+    if (word == u"WriteFullDateInYearTag") s.fullDateInYear = true;
+    if (word == u"WriteStrictYearDate") s.strictYearDate = true;
+    if (word == u"TPE2Orchestra") s.tpe2Orchestra = true;
+    if (word == u"TIT1Style") s.tit1Style = true;
+  }
+  return s;
+}
+
+std::vector<std::uint8_t> RenderID3v2(const TagList& tags, const ID3v2WriteSettings& settings) {
   try {
-    const WriteSettings settings = ParseOptions(options);
     TagRenderer renderer(settings);
     for (std::size_t i = 0; i < tags.size(); ++i) renderer.Add(tags[i]);
     return renderer.Render();
@@ -574,4 +564,8 @@ std::vector<std::uint8_t> RenderID3v2(const TagList& tags, const ID3v2WriteOptio
     // Out of memory and the like: to the caller it is a tag it could not render.
     throw id3parser::writeError();
   }
+}
+
+std::vector<std::uint8_t> RenderID3v2(const TagList& tags, const ID3v2WriteOptions& options) {
+  return RenderID3v2(tags, ParseID3v2WriteOptions(options));
 }

@@ -206,7 +206,7 @@ TEST(Id3v2WriterBytes, SmallTagMatchesTheDocumentedLayout) {
       0x00,                    // ISO-8859-1
   };
   for (int i = 0; i < 200; ++i) expected.push_back('A');
-  EXPECT_EQ(RenderID3v2(tags, {}), expected);
+  EXPECT_EQ(RenderID3v2(tags, ID3v2WriteSettings{}), expected);
 }
 
 TEST(Id3v2WriterBytes, NothingToWriteRendersNoTag) {
@@ -259,7 +259,7 @@ TEST(Id3v2WriterFrames, NamesChooseTheirFramesPerVersion) {
     EXPECT_EQ(Value(back, u"CUESHEET"), u"FILE x");
     EXPECT_EQ(Value(back, u"Official artist/performer webpage"), u"http://example.org/");
   }
-  const std::vector<id3parser::Frame> frames = Frames(RenderID3v2(tags, {}));
+  const std::vector<id3parser::Frame> frames = Frames(RenderID3v2(tags, ID3v2WriteSettings{}));
   const id3parser::Frame* popm = FindFrame(frames, "POPM");
   ASSERT_NE(popm, nullptr);
   const std::string email = "Windows Media Player 9 Series";
@@ -290,7 +290,7 @@ TEST(Id3v2WriterFrames, RatingsAndTablesOfContentsInTheirForms) {
     SCOPED_TRACE(Utf8(c.name) + " " + Utf8(c.value));
     TagList tags;
     tags.AddTag(c.name, c.value, c.data);
-    const TagList back = Read(RenderID3v2(tags, {}));
+    const TagList back = Read(RenderID3v2(tags, ID3v2WriteSettings{}));
     EXPECT_EQ(Value(back, c.readName), c.readValue);
     if (const TagEntry* e = Find(back, c.readName)) {
       EXPECT_EQ(e->data, c.readData);
@@ -346,7 +346,7 @@ TEST(Id3v2WriterFrames, SeveralValuesPerVersion) {
   }
   TagList unnumbered;
   unnumbered.AddTag(u"genre", u"Foo\rBar");
-  EXPECT_EQ(Value(Read(RenderID3v2(unnumbered, {})), u"Genre"), u"Foo/Bar");
+  EXPECT_EQ(Value(Read(RenderID3v2(unnumbered, ID3v2WriteSettings{})), u"Genre"), u"Foo/Bar");
 }
 
 TEST(Id3v2WriterDates, YearFramesFollowTheDateOptions) {
@@ -413,7 +413,7 @@ TEST(Id3v2WriterLimits, FrameTooLargeForItsVersionThrows) {
   TagList tags;
   tags.AddTag(u"_albumart_1_Front Album Cover", u"", Jpeg(0x1000000));  // one byte over 24 bits with its head
   EXPECT_THROW(RenderID3v2(tags, Options({u"ID3v2WriteV22"})), id3parser::writeError);
-  EXPECT_GT(RenderID3v2(tags, {}).size(), 0x1000000u);
+  EXPECT_GT(RenderID3v2(tags, ID3v2WriteSettings{}).size(), 0x1000000u);
 }
 
 void Dump(const std::string& path, const Bytes& tag) {

@@ -185,7 +185,7 @@ TEST(TagRead, SummaryNamesTheSourcesThatDeliveredTags) {
     clWaveDecoder_Wave engine;
     ASSERT_TRUE(engine.Initialize(file.handle(), cap.context(), 0, -1));
     std::u16string summary;
-    ASSERT_TRUE(engine.ReadIDTags(summary));
+    ASSERT_TRUE(engine.ReadIDTags(summary, {}));
     EXPECT_EQ(summary, c.summary);
     engine.Close(0);
   }

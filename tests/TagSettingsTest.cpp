@@ -46,28 +46,35 @@ TEST(TagSettings, PaddingSizeChoicesInTheirListedOrder) {
   for (const auto& [choice, bytes] : cases) EXPECT_EQ(PaddingSizeFromSetting(choice), bytes) << choice;
 }
 
-TEST(TagSettings, Id3WriterOptionsFromSettingsAndOverrides) {
+TEST(TagSettings, OneRecordPerWriteFromTheStoredValuesAndTheOverrides) {
   TagSettingsSandbox sandbox;
+  using V = ID3v2WriteSettings::Version;
+  using id3parser::TextChoice;
   const struct Case {
-    std::uint32_t version, unicode;
+    std::uint32_t version, unicode, padding;
     bool tpe2, tit1;
-    ID3v2WriteOptions options;
+    V wantVersion;
+    TextChoice wantText;
+    PaddingType wantPadding;
   } cases[] = {
-      {0, 0, false, false, {}},
-      {1, 0, false, false, {u"ID3v2WriteV22"}},
-      {2, 0, false, false, {u"ID3v2WriteV221"}},
-      {3, 0, false, false, {}},
-      {0, 1, false, false, {u"ID3v2EncodeUni"}},
-      {0, 7, false, false, {u"ID3v2EncodeUni"}},
-      {1, 1, true, true, {u"TPE2Orchestra", u"TIT1Style", u"ID3v2WriteV22", u"ID3v2EncodeUni"}},
-      {0, 0, false, true, {u"TIT1Style"}},
+      {0, 0, 0, false, false, V::V23, TextChoice::Ansi, PaddingType::Junk},
+      {1, 0, 1, false, false, V::V22, TextChoice::Ansi, PaddingType::Pad},
+      {2, 0, 2, false, false, V::V221, TextChoice::Ansi, PaddingType::None},
+      {3, 7, 3, true, false, V::V23, TextChoice::Utf16, PaddingType::Junk},
+      {1, 1, 9, false, true, V::V22, TextChoice::Utf16, PaddingType::Junk},
   };
   for (const auto& c : cases) {
     sandbox.Set(u"WaveID3v2Version", c.version);
     sandbox.Set(u"WaveID3v2UnicodeEncode", c.unicode);
+    sandbox.Set(u"WaveLISTPadding", c.padding);
     ID3v2ReadOptions overrides;
     overrides.tpe2Orchestra = c.tpe2;
     overrides.tit1Style = c.tit1;
-    EXPECT_EQ(ID3WriteOptionsFromSettings(overrides), c.options) << c.version << " " << c.unicode;
+    const TagWriteSettings s = TagWriteSettings::Read(overrides);
+    EXPECT_EQ(s.id3.version, c.wantVersion) << c.version;
+    EXPECT_EQ(s.id3.text, c.wantText) << c.unicode;
+    EXPECT_EQ(s.padding, c.wantPadding) << c.padding;
+    EXPECT_EQ(s.id3.tpe2Orchestra, c.tpe2);
+    EXPECT_EQ(s.id3.tit1Style, c.tit1);
   }
 }

@@ -102,14 +102,7 @@ clWaveDecoder_Wave::ByteRange clWaveDecoder_Wave::DecodeRange() const {
   return r;
 }
 
-ID3v2ReadOptions clWaveDecoder_Wave::ID3Options() const {
-  ID3v2ReadOptions options;
-  options.tpe2Orchestra = tpe2Override_ == 2;
-  options.tit1Style = tit1Override_ == 2;
-  return options;
-}
-
-bool clWaveDecoder_Wave::ReadIDTags(std::u16string& summary) {
+bool clWaveDecoder_Wave::ReadIDTags(std::u16string& summary, const ID3v2ReadOptions& id3Options) {
   constexpr const char* kTags = "clWaveDecoder_Wave::ReadIDTags";
   TraceScope scope(log_, kTags);
   tags_.Clear();
@@ -118,7 +111,7 @@ bool clWaveDecoder_Wave::ReadIDTags(std::u16string& summary) {
   summary.clear();
   if (!PullOutFMTnDATA()) return false;
   const int albumOption = int(ReadTagSetting(u"WaveLISTAlbum"));
-  ReadTagChunks(riff_, tags_, log_, ID3Options(), albumOption, tagChunks_);
+  ReadTagChunks(riff_, tags_, log_, id3Options, albumOption, tagChunks_);
   summary_ = TagSummary(tagChunks_);
   AddRiffChunkTags(riff_, tags_, log_, tagChunks_);
   LogTags(tags_, log_, kTags);

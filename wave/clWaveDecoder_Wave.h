@@ -24,7 +24,8 @@ class clWaveDecoder_Wave {
   // Finds 'fmt ', 'data' and 'fact' and builds the on-file and uncompressed formats, once per open.
   bool PullOutFMTnDATA();
   // Fills the tag list and the summary text; TagBlock() is the flat block.
-  bool ReadIDTags(std::u16string& summary);
+  // `id3Options` carries the host's TPE2/TIT1 overrides.
+  bool ReadIDTags(std::u16string& summary, const ID3v2ReadOptions& id3Options);
   // Builds the property list as a flat tag block.
   bool FillAudioProps(bool ignoreRegistrySettings);
   // Format, bit rate, length and data size for the host.
@@ -45,20 +46,14 @@ class clWaveDecoder_Wave {
 
   // Writes the host's flat tag block into a named file (no open needed): bext, then LIST and ID3v2.
   bool WriteIDTags(const char16_t* fileName, const std::uint8_t* tagData, std::int32_t tagBytes,
-                   const TraceContext& log);
+                   const TraceContext& log, const ID3v2ReadOptions& id3Options);
   // Writes, or deletes (named tags, or all), the LIST/INFO and ID3v2 chunks of a named file.
   bool IDTagWriter(std::u16string_view fileName, const TagList& tags, bool deleteNamed, bool deleteAll,
-                   const TraceContext& log);
+                   const TraceContext& log, const ID3v2ReadOptions& id3Options);
   // The same for the 'bext' chunk.
   bool BEXTWriter(std::u16string_view fileName, const TagList& tags, bool deleteNamed, bool deleteAll,
                   const TraceContext& log);
 
-  // The TPE2/TIT1 overrides set through the host: 2 maps the frame to "Orchestra"/"Style".
-  void SetID3Overrides(int tpe2, int tit1) {
-    tpe2Override_ = tpe2;
-    tit1Override_ = tit1;
-  }
-  ID3v2ReadOptions ID3Options() const;
   const TagList& Tags() const { return tags_; }
   const std::u16string& TagSummaryText() const { return summary_; }
   const std::vector<std::uint8_t>& TagBlock() const { return tagBlock_; }
@@ -103,8 +98,6 @@ class clWaveDecoder_Wave {
   TagList tags_;
   TagChunkInfo tagChunks_;
   std::u16string summary_;
-  int tpe2Override_ = 0;
-  int tit1Override_ = 0;
   std::vector<std::uint8_t> tagBlock_;
   std::vector<std::uint8_t> propBlock_;
 };

@@ -4,7 +4,7 @@
 #include "wave/clWaveDecoder_Wave.h"
 
 bool clWaveDecoder_Wave::WriteIDTags(const char16_t* fileName, const std::uint8_t* tagData, std::int32_t tagBytes,
-                                     const TraceContext& log) {
+                                     const TraceContext& log, const ID3v2ReadOptions& id3Options) {
   TraceScope scope(log, "clWaveDecoder_Wave::WriteIDTags");
   // A negative count cannot describe a block: it is refused like a missing one.
   if (!fileName || !tagData || tagBytes <= 0) return false;
@@ -14,14 +14,14 @@ bool clWaveDecoder_Wave::WriteIDTags(const char16_t* fileName, const std::uint8_
   const std::u16string_view name(fileName);
   // Both writers always run: a failed bext must not keep the other tags from being written.
   const bool bext = BEXTWriter(name, tags, false, false, log);
-  const bool other = IDTagWriter(name, tags, false, false, log);
+  const bool other = IDTagWriter(name, tags, false, false, log, id3Options);
   if (!bext || !other) return false;
   return scope.Ok();
 }
 
 bool clWaveDecoder_Wave::IDTagWriter(std::u16string_view fileName, const TagList& tags, bool deleteNamed,
-                                     bool deleteAll, const TraceContext& log) {
-  return WriteTagChunks(fileName, tags, {deleteNamed, deleteAll}, log, ID3Options());
+                                     bool deleteAll, const TraceContext& log, const ID3v2ReadOptions& id3Options) {
+  return WriteTagChunks(fileName, tags, {deleteNamed, deleteAll}, log, id3Options);
 }
 
 bool clWaveDecoder_Wave::BEXTWriter(std::u16string_view fileName, const TagList& tags, bool deleteNamed, bool deleteAll,

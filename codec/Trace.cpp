@@ -74,3 +74,10 @@ bool TraceScope::Error(std::u16string_view text) const {
 void TraceScope::Info(std::u16string_view text) const { TraceInformation(text, context_, function_); }
 
 void TraceScope::Line(std::u16string_view text) const { Trace(text, context_, nullptr, true); }
+
+#ifdef WAVE_TEST_SEAMS
+void trace_testing::ResetIndentation() {
+  LockGuard lock;
+  g_indent.clear();
+}
+#endif

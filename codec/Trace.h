@@ -59,6 +59,13 @@ class TraceScope {
   bool ok_ = false;
 };
 
+#ifdef WAVE_TEST_SEAMS
+// Test builds only: brings the process-wide indentation back to the margin.
+namespace trace_testing {
+void ResetIndentation();
+}
+#endif
+
 // Platform seam: the process-wide lock and the raw write to a handle.
 namespace trace_platform {
 void Lock();

@@ -4,24 +4,16 @@
 
 namespace {
 // Created, not owned, when the library is loaded; lives as long as the process.
-struct TraceLock {
-  HANDLE mutex = CreateMutexW(nullptr, FALSE, nullptr);
-  bool held = false;
-};
-TraceLock g_lock;
+const HANDLE g_lock = CreateMutexW(nullptr, FALSE, nullptr);
 }  // namespace
 
 namespace trace_platform {
 void Lock() {
-  if (!g_lock.mutex) return;
-  WaitForSingleObject(g_lock.mutex, INFINITE);
-  g_lock.held = true;
+  if (g_lock) WaitForSingleObject(g_lock, INFINITE);
 }
 
 void Unlock() {
-  if (!g_lock.mutex) return;
-  g_lock.held = false;
-  ReleaseMutex(g_lock.mutex);
+  if (g_lock) ReleaseMutex(g_lock);
 }
 
 void Write(std::uint64_t handle, const char16_t* units, std::size_t count) {

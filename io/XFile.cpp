@@ -114,34 +114,9 @@ void XFile::DiscardRewrite() {
 }
 
 namespace {
-// Tests only; a single flag test costs nothing measurable when disarmed.
-struct FaultState {
-  bool armed = false;
-  int failAt = 0;
-  int count = 0;
-};
-FaultState gFault;
-
-// ERROR_WRITE_FAULT: what a device that stopped answering reports.
-constexpr std::uint32_t kErrorWriteFault = 29;
-
 // Big enough that moving a long tail costs few calls, small enough to stay off the heap's large-block path.
 constexpr std::int64_t kMoveBlock = 1 << 20;
 }  // namespace
-
-namespace xfile_fault {
-void Arm(int k) { gFault = {true, k, 0}; }
-void Disarm() { gFault = {}; }
-int Count() { return gFault.count; }
-}  // namespace xfile_fault
-
-bool XFile::InjectedFault() {
-  if (!gFault.armed) return false;
-  ++gFault.count;
-  if (gFault.failAt <= 0 || gFault.count < gFault.failAt) return false;
-  lastError_ = kErrorWriteFault;
-  return true;
-}
 
 bool XFile::OpenUp(std::int64_t position, std::int64_t amount) {
   const std::int64_t size = Size();

@@ -106,8 +106,6 @@ class XFile {
   // Milliseconds of a monotonic clock, and a sleep of the calling thread.
   static std::uint64_t TickMs();
   static void SleepMs(std::uint32_t ms);
-  // True when an armed test fault makes this write, seek or rename fail (xfile_fault).
-  bool InjectedFault();
 
   std::u16string path_;
   FileHandle handle_ = kInvalidFileHandle;
@@ -118,13 +116,3 @@ class XFile {
   bool commit_ = false;
   std::uint32_t lastError_ = 0;
 };
-
-// Test-only fault injection for writes, seeks and renames of every XFile in
-// the process: armed with k, the k-th such call from then on fails, and so
-// does every later one, as if the process had stopped there. Arm(0) only counts.
-namespace xfile_fault {
-void Arm(int k);
-void Disarm();
-// Writes, seeks and renames since the last Arm.
-int Count();
-}  // namespace xfile_fault

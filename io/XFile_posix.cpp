@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <ctime>
 
+#include "io/FileFaults.h"
 #include "io/Text.h"
 #include "io/XFile.h"
 
@@ -171,7 +172,10 @@ std::int64_t XFile::Read(void* buffer, std::int64_t count, bool* error) {
 }
 
 bool XFile::Write(const void* buffer, std::int64_t count) {
-  if (InjectedFault()) return false;
+  if (FileFaultHits(FileOp::Write)) {
+    lastError_ = kErrorInjectedFault;
+    return false;
+  }
   if (count == 0) return true;
   if (count < 0 || buffer == nullptr || !IsOpen()) {
     lastError_ = 87;
@@ -193,7 +197,10 @@ bool XFile::Write(const void* buffer, std::int64_t count) {
 }
 
 bool XFile::Seek(std::int64_t position, SeekOrigin origin) {
-  if (InjectedFault()) return false;
+  if (FileFaultHits(FileOp::Seek)) {
+    lastError_ = kErrorInjectedFault;
+    return false;
+  }
   const int whence = origin == SeekOrigin::Begin ? SEEK_SET : origin == SeekOrigin::Current ? SEEK_CUR : SEEK_END;
   if (::lseek(Descriptor(handle_), off_t(position), whence) < 0) {
     lastError_ = WindowsError(errno);
@@ -231,7 +238,10 @@ bool XFile::SetSize(std::int64_t length) {
 }
 
 bool XFile::Rename(std::u16string_view to) {
-  if (InjectedFault()) return false;
+  if (FileFaultHits(FileOp::Rename)) {
+    lastError_ = kErrorInjectedFault;
+    return false;
+  }
   if (path_.empty() || to.empty()) {
     lastError_ = 87;
     return false;

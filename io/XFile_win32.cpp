@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "io/FileFaults.h"
 #include "io/XFile.h"
 
 namespace {
@@ -89,7 +90,10 @@ std::int64_t XFile::Read(void* buffer, std::int64_t count, bool* error) {
 }
 
 bool XFile::Write(const void* buffer, std::int64_t count) {
-  if (InjectedFault()) return false;
+  if (FileFaultHits(FileOp::Write)) {
+    lastError_ = kErrorInjectedFault;
+    return false;
+  }
   if (count == 0) return true;
   if (count < 0 || buffer == nullptr || !IsOpen()) {
     lastError_ = kErrorInvalidParameter;
@@ -114,7 +118,10 @@ bool XFile::Write(const void* buffer, std::int64_t count) {
 }
 
 bool XFile::Seek(std::int64_t position, SeekOrigin origin) {
-  if (InjectedFault()) return false;
+  if (FileFaultHits(FileOp::Seek)) {
+    lastError_ = kErrorInjectedFault;
+    return false;
+  }
   LONG high = LONG(position >> 32);
   SetLastError(0);
   const DWORD low = SetFilePointer(Native(handle_), LONG(DWORD(position & 0xFFFFFFFF)), &high, MoveMethod(origin));
@@ -161,7 +168,10 @@ bool XFile::SetSize(std::int64_t length) {
 }
 
 bool XFile::Rename(std::u16string_view to) {
-  if (InjectedFault()) return false;
+  if (FileFaultHits(FileOp::Rename)) {
+    lastError_ = kErrorInjectedFault;
+    return false;
+  }
   if (path_.empty() || to.empty()) {
     lastError_ = kErrorInvalidParameter;
     return false;

@@ -17,11 +17,7 @@ namespace {
 using Bytes = std::vector<std::uint8_t>;
 using Bext = clRIFFBEXTChunk;
 
-const TraceContext kNowhere{0, 0, 0};
-
-void ToDepthZero() {
-  for (int i = 0; i < 2000; ++i) Trace(kExitMarker, kNowhere, nullptr, true);
-}
+void ToDepthZero() { trace_testing::ResetIndentation(); }
 
 // A payload of `size` zero bytes with texts placed at field offsets.
 Bytes Payload(std::size_t size, std::initializer_list<std::pair<std::size_t, std::string_view>> fields) {

@@ -19,12 +19,8 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-const TraceContext kNowhere{0, 0, 0};
-
 // A failed operation elsewhere leaves the process-wide indentation deeper.
-void ToDepthZero() {
-  for (int i = 0; i < 2000; ++i) Trace(kExitMarker, kNowhere, nullptr, true);
-}
+void ToDepthZero() { trace_testing::ResetIndentation(); }
 
 // One sub-chunk: identifier, size (the content's unless given), content, pad byte after odd content.
 Bytes Sub(std::string_view id, std::string_view content, std::optional<std::uint32_t> size = std::nullopt,

@@ -7,6 +7,7 @@
 #include <fstream>
 #include <functional>
 
+#include "FaultInjection.h"
 #include "TraceCapture.h"
 #include "WavBuilder.h"
 #include "codec/Trace.h"
@@ -75,9 +76,7 @@ Reading Read(const fs::path& file, const std::string& chunkId = "") {
 }
 
 // Failed operations leave the trace indented, as they should; between tests it starts at the margin again.
-void ResetTraceIndent() {
-  for (int i = 0; i < 4000; ++i) Trace(kExitMarker, TraceContext{}, nullptr, true);
-}
+void ResetTraceIndent() { trace_testing::ResetIndentation(); }
 
 // One edit on a file: open for update, scan, change, commit.
 class Edit {

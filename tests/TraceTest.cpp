@@ -14,11 +14,8 @@
 namespace {
 const TraceContext kNowhere{0, 0, 0};
 
-// The indentation is process-wide and a failed operation leaves it deeper;
-// exit markers at depth zero are harmless, so enough of them bring it to zero.
-void ToDepthZero() {
-  for (int i = 0; i < 2000; ++i) Trace(kExitMarker, kNowhere, nullptr, true);
-}
+// The indentation is process-wide and a failed operation leaves it deeper.
+void ToDepthZero() { trace_testing::ResetIndentation(); }
 }  // namespace
 
 TEST(Trace, MarkersIndentByTwoBlanksPerLevel) {

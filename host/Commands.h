@@ -1,0 +1,22 @@
+// The commands of wavehost, each given the words after its name.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/Session.h"
+
+using Words = std::vector<std::string>;
+
+// Audio: open, info, decode.
+int CommandOpen(Session& s, const Words& args);
+int CommandInfo(Session& s, const Words& args);
+int CommandDecode(Session& s, const Words& args);
+// Tags: show, write, delete.
+int CommandTags(Session& s, const Words& args);
+int CommandTag(Session& s, const Words& args);
+int CommandUntag(Session& s, const Words& args);
+// What the plug-in offers, and the tagging settings.
+int CommandFormats(Session& s);
+int CommandOptions(Session& s);
+int CommandSettings(const Words& args);

@@ -1,0 +1,58 @@
+#include "host/Session.h"
+
+#include "io/Text.h"
+
+namespace {
+// Trace text arrives as UTF-16 with CR LF; the terminal wants UTF-8 lines.
+std::string ForTerminal(const std::u16string& text) {
+  std::string out = WideToUtf8(text);
+  std::string clean;
+  clean.reserve(out.size());
+  for (char c : out)
+    if (c != '\r') clean.push_back(c);
+  return clean;
+}
+}  // namespace
+
+Session::~Session() {
+  if (decoder) plugin.Destroy(decoder);
+}
+
+bool Session::Start(const std::string& pluginPath) {
+  std::string error;
+  if (!plugin.Load(pluginPath, error)) {
+    std::fprintf(stderr, "wavehost: %s\n", error.c_str());
+    return false;
+  }
+  context = {errors.handle(), 0, trace.handle()};
+  decoder = plugin.Create(&context);
+  return decoder != nullptr;
+}
+
+void Session::PrintTrace() { std::fputs(ForTerminal(trace.TakeNew()).c_str(), stdout); }
+
+void Session::PrintErrors() {
+  const std::string text = ForTerminal(errors.TakeNew());
+  if (!text.empty()) std::fprintf(stderr, "wavehost: %s", text.c_str());
+}
+
+void Session::ReportResult(const char* what, int ok, bool withTrace) {
+  if (withTrace) PrintTrace();
+  std::printf("%s: %d\n", what, ok);
+  if (!ok) PrintErrors();
+}
+
+std::u16string Session::GetText(std::u16string_view key, int index, int subIndex, int slot, bool& ok) {
+  GetRecord record{};
+  record.Index = index;
+  record.SubIndex = subIndex;
+  const std::u16string k(key);
+  ok = plugin.Get(decoder, reinterpret_cast<const WaveChar*>(k.c_str()), &record) != 0;
+  const WaveChar* texts[3] = {record.Text1, record.Text2, record.Text3};
+  return ok && texts[slot] ? std::u16string(reinterpret_cast<const char16_t*>(texts[slot])) : std::u16string();
+}
+
+int UsageError() {
+  std::fputs(kUsage, stderr);
+  return 2;
+}

@@ -1,0 +1,36 @@
+// One run of wavehost against the plug-in: the loaded library, one decoder
+// object, and the trace and error handles it was created with.
+#pragma once
+
+#include <cstdio>
+#include <string>
+#include <string_view>
+
+#include "host/HostPlatform.h"
+#include "host/Plugin.h"
+
+struct Session {
+  Plugin plugin;
+  TraceSink trace;
+  TraceSink errors;
+  TraceContext context{};
+  void* decoder = nullptr;
+
+  Session() = default;
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+  ~Session();
+  // Loads the plug-in and creates a decoder; says why on stderr when it cannot.
+  bool Start(const std::string& pluginPath);
+  // The trace written since the last call, on stdout; the errors, on stderr.
+  void PrintTrace();
+  void PrintErrors();
+  // "what: ok" on stdout, the trace first when asked, the errors after a failure.
+  void ReportResult(const char* what, int ok, bool withTrace);
+  // One text of a Get answer (slot 0 to 2); ok tells whether Get answered.
+  std::u16string GetText(std::u16string_view key, int index, int subIndex, int slot, bool& ok);
+};
+
+// The usage text on stderr; returns the exit code of a usage error.
+int UsageError();
+extern const char kUsage[];

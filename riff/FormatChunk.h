@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "io/ByteReader.h"
+#include "io/Limits.h"
 
 class XFile;
 struct RIFFChunkInfo;
@@ -49,9 +50,8 @@ inline constexpr std::array<std::uint8_t, 12> kSubFormatGuidTail = {0x00, 0x00, 
                                                                     0x00, 0xAA, 0x00, 0x38, 0x9B, 0x71};
 
 // The smallest head that says how the audio is laid out ends after the block
-// alignment; anything above the upper limit is damage, not a format.
+// alignment (the upper limit is kFmtChunkMaxSize).
 inline constexpr std::uint64_t kFmtChunkMinSize = 14;
-inline constexpr std::uint64_t kFmtChunkMaxSize = 128000;
 
 // The format tag of raw header bytes, or for the extensible form the tag its
 // SubFormat stands for (0xFFFE when it stands for none the system knows).

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "WavePlugin.h"
+#include "io/Limits.h"
 #include "riff/clRIFFHandler.h"
 #include "tags/TagID3v2.h"
 #include "tags/TagList.h"
@@ -20,9 +21,6 @@ struct TagChunkInfo {
   bool fromList = false, fromId3 = false, fromBext = false;
   std::uint16_t bextVersion = 0;
 };
-
-// Metadata chunks larger than this are damage, not tags: they are skipped, never allocated.
-inline constexpr std::uint64_t kMaxTagChunkBytes = 256ull << 20;
 
 // Seeks to `position` and reads exactly `count` bytes into `buffer`.
 bool ReadFileIntoMemory(std::vector<std::uint8_t>& buffer, std::uint64_t count, std::uint64_t position, XFile& file,

@@ -13,6 +13,8 @@
 #include "WavePlugin.h"
 #include "io/XFile.h"
 
+class TraceScope;
+
 struct RIFFChunkInfo {
   std::uint32_t ChunkID = 0;  // the identifier bytes as in the file, first in the low byte
   std::uint64_t DataSize = 0;
@@ -94,6 +96,8 @@ class clRIFFHandler : public XFile {
 
  private:
   friend class EditTransaction;
+  // Traces where the file's layout differs from the contiguous one the list now gives.
+  void CheckLayout(const TraceScope& scope);
   // Renames the temporary copy over the file when the edits needed one; true when none did.
   bool CommitEdits();
   // Deletes the temporary copy, if any; the file stays as it was.

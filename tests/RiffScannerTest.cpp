@@ -2,8 +2,12 @@
 
 #include "TraceCapture.h"
 #include "WavBuilder.h"
+#include "codec/Trace.h"
 #include "io/ByteReader.h"
+#include "io/ByteWriter.h"
+#include "io/Limits.h"
 #include "io/Text.h"
+#include "riff/ChunkWalk.h"
 #include "riff/clRIFFHandler.h"
 
 namespace {
@@ -208,4 +212,27 @@ TEST(RiffScanner, FourCCMatchingRule) {
   };
   for (const auto& c : cases) EXPECT_EQ(FourCCMatches(MakeFourCC(c.id), c.text, c.caseless), c.match) << c.id << c.text;
   EXPECT_EQ(FourCCToText(MakeFourCC("cue ")), u"cue ");
+}
+
+// A file of empty chunks stops being listed at the cap: what an open costs is
+// bounded by it, not by the file. The walk runs over memory, as fuzzers run it.
+TEST(RiffScanner, ChunkCountIsCapped) {
+  Bytes file = WavBuilder().Fmt(PcmFormat(1, 2, 44100, 16)).Build();
+  const std::size_t headers = kMaxChunkRecords + 1000;
+  const Bytes junk = {'J', 'U', 'N', 'K', 0, 0, 0, 0};
+  for (std::size_t i = 0; i < headers; ++i) file.insert(file.end(), junk.begin(), junk.end());
+  ByteWriter(file).PatchU32(4, std::uint32_t(file.size() - 8));
+
+  TraceCapture cap;
+  MemorySource source(file);
+  ChunkWalk walk;
+  {
+    TraceScope scope(cap.context(), "clRIFFHandler::ScanFile");
+    EXPECT_TRUE(WalkChunks(source, std::int64_t(file.size()), scope, walk));
+    scope.Ok();
+  }
+  EXPECT_EQ(walk.chunks.size(), kMaxChunkRecords);
+  EXPECT_TRUE(
+      cap.HasLine(u"*** Error: Error more than 65536 chunks: the rest of the file is not scanned.  "
+                  u"[clRIFFHandler::ScanFile]"));
 }

@@ -6,12 +6,12 @@
 #include <vector>
 
 #include "io/ByteReader.h"
+#include "io/Limits.h"
 
 namespace {
 constexpr std::uint32_t kHeaderBytesPerChannel = 7;
 // The extra bytes of the format header: samples per block, coefficient count, then the pairs.
 constexpr std::size_t kCoefficientCountOffset = kWfxHeadSize + 2;
-constexpr std::uint16_t kMaxCoefficients = 256;
 
 struct Coefficients {
   int first, second;
@@ -124,7 +124,7 @@ std::vector<Coefficients> CoefficientsOf(const WFX& source) {
   in.Seek(kCoefficientCountOffset);
   const std::uint16_t count = in.U16();
   std::vector<Coefficients> table;
-  if (in.ok() && count > 0 && count <= kMaxCoefficients) {
+  if (in.ok() && count > 0 && count <= kMaxAdpcmCoefficients) {
     for (std::uint16_t i = 0; i < count; ++i) {
       const int first = std::int16_t(in.U16());
       const int second = std::int16_t(in.U16());

@@ -1,6 +1,7 @@
 #include "io/XFile.h"
 
 #include <algorithm>
+#include <random>
 #include <vector>
 
 #include "io/Text.h"
@@ -18,6 +19,13 @@ constexpr int kRenameAttempts = 10;
 constexpr std::uint32_t kRenamePauseMs = 50;
 
 constexpr std::u16string_view kLongPathPrefix = u"\\\\?\\";
+
+// ERROR_FILE_EXISTS and ERROR_ALREADY_EXISTS: the name is taken.
+constexpr std::uint32_t kErrorFileExists = 80;
+constexpr std::uint32_t kErrorAlreadyExists = 183;
+// Another program may have planted a file under a name we pick; a few fresh
+// names later the chance of every one being taken is nil.
+constexpr int kTemporaryNameAttempts = 16;
 }  // namespace
 
 XFile::~XFile() { Close(); }
@@ -59,6 +67,26 @@ bool XFile::Create(std::u16string_view path) {
   return Open(path, kGenericRead | kGenericWrite, kCreateAlways);
 }
 
+bool XFile::CreateNew(std::u16string_view path) {
+  shareMode_ = 3;
+  // Leave to change the permissions: the copy must get the original's.
+  return Open(path, kGenericRead | kGenericWrite | kWriteDac, kCreateNew);
+}
+
+bool XFile::CreateTemporaryBeside(std::u16string_view target) {
+  std::random_device random;
+  for (int attempt = 0; attempt < kTemporaryNameAttempts; ++attempt) {
+    const std::uint64_t unpredictable = std::uint64_t(random()) << 32 | random();
+    std::u16string name(target);
+    name += u".~";
+    for (int shift = 60; shift >= 0; shift -= 4) name.push_back(u"0123456789abcdef"[(unpredictable >> shift) & 15]);
+    name += u".tmp";
+    if (CreateNew(name)) return true;
+    if (lastError_ != kErrorFileExists && lastError_ != kErrorAlreadyExists) return false;
+  }
+  return false;
+}
+
 bool XFile::OpenReadMedia(std::u16string_view path) { return OpenWithRetry(path, kGenericRead); }
 
 bool XFile::OpenUpdateMedia(std::u16string_view path) { return OpenWithRetry(path, kGenericRead | kGenericWrite); }
@@ -88,12 +116,23 @@ void XFile::Attach(FileHandle handle) {
 }
 
 bool XFile::CommitRewrite() {
+  // The copy must be on the device before it takes the original's name, or a
+  // power loss could leave an empty or torn file under that name.
+  if (!Flush()) {
+    DiscardRewrite();
+    return false;
+  }
   Close();
   // An empty name cannot start to work on a later attempt.
   const bool renamable = !path_.empty() && !rewriteTarget_.empty();
   for (int attempt = 0; renamable && attempt < kRenameAttempts; ++attempt) {
     if (attempt > 0) SleepMs(kRenamePauseMs);
-    if (Rename(rewriteTarget_)) return true;
+    if (Rename(rewriteTarget_)) {
+      // The edit is done once the name points at the copy; making the rename
+      // itself durable is all that is left, and cannot undo it.
+      SyncDirectoryOf(rewriteTarget_);
+      return true;
+    }
   }
   RemoveFile(path_);
   return false;

@@ -21,6 +21,8 @@ inline constexpr std::uint32_t kErrorHandleEof = 38;
 // Access and creation values as CreateFileW takes them.
 inline constexpr std::uint32_t kGenericRead = 0x80000000u;
 inline constexpr std::uint32_t kGenericWrite = 0x40000000u;
+inline constexpr std::uint32_t kWriteDac = 0x00040000u;
+inline constexpr std::uint32_t kCreateNew = 1;
 inline constexpr std::uint32_t kCreateAlways = 2;
 inline constexpr std::uint32_t kOpenExisting = 3;
 
@@ -43,6 +45,11 @@ class XFile {
   bool OpenUpdate(std::u16string_view path);
   // Creates or truncates the file for read and write (share mode reset to 3).
   bool Create(std::u16string_view path);
+  // Creates a file that must not exist yet, never through a link, for read and
+  // write; on POSIX private to its owner (0600) until given other permissions.
+  bool CreateNew(std::u16string_view path);
+  // Creates a new file beside `target` under a name no other program can predict.
+  bool CreateTemporaryBeside(std::u16string_view target);
   // Any access and creation disposition, no retry.
   bool Open(std::u16string_view path, std::uint32_t access, std::uint32_t disposition);
 
@@ -60,6 +67,16 @@ class XFile {
   std::int64_t Tell();
   // Size in bytes, or -1.
   std::int64_t Size();
+  // Writes what the system still holds in memory for this file to the device.
+  bool Flush();
+  // How many names (hard links) the open file has; 0 when that cannot be told.
+  std::uint32_t LinkCount();
+  // The path of the file the open path leads to: a symbolic link resolved, any other path as it is.
+  std::u16string ResolvedPath();
+  // Gives this file the permissions of `original` and, where the process may set it, its owner.
+  bool CopyAccessFrom(XFile& original);
+  // Makes a rename in the directory of `path` durable (POSIX: syncs the directory).
+  static bool SyncDirectoryOf(std::u16string_view path);
   // Moves to length and truncates or extends the file there.
   bool SetSize(std::int64_t length);
   // Renames this object's path to `to`, replacing an existing file; path() keeps the old name.
@@ -78,7 +95,8 @@ class XFile {
   // The rewrite target: the path a temporary file replaces on commit.
   void SetRewriteTarget(std::u16string_view target) { rewriteTarget_ = target; }
   void SetCommit(bool commit) { commit_ = commit; }
-  // Closes the temporary file and renames it over the target (10 attempts, 50 ms apart).
+  // Flushes and closes the temporary file and renames it over the target
+  // (10 attempts, 50 ms apart), durably.
   bool CommitRewrite();
   // Nothing begun: true. Commit flag clear: discard. Otherwise CommitRewrite.
   bool FinishRewrite();

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 
 #include "io/FileFaults.h"
@@ -13,8 +14,7 @@
 #include "io/XFile.h"
 
 namespace {
-// Windows creation dispositions beyond the two the header names.
-constexpr std::uint32_t kCreateNew = 1;
+// Windows creation dispositions beyond those the header names.
 constexpr std::uint32_t kOpenAlways = 4;
 constexpr std::uint32_t kTruncateExisting = 5;
 
@@ -74,7 +74,8 @@ int OpenFlags(std::uint32_t access, std::uint32_t disposition) {
   flags |= read && write ? O_RDWR : write ? O_WRONLY : O_RDONLY;
   // Truncation waits until the share lock is held: a file another program
   // holds must come out of a failed create untouched, as it does on Windows.
-  if (disposition == kCreateNew) flags |= O_CREAT | O_EXCL;
+  // A new file is made by this call or not at all, and never through a link planted at its name.
+  if (disposition == kCreateNew) flags |= O_CREAT | O_EXCL | O_NOFOLLOW;
   if (disposition == kCreateAlways || disposition == kOpenAlways) flags |= O_CREAT;
   return flags;
 }
@@ -112,7 +113,8 @@ bool XFile::Attempt(std::u16string_view path, std::uint32_t access, std::uint32_
     return false;
   }
   const std::string native = NativePath(path);
-  const int fd = ::open(native.c_str(), OpenFlags(access, disposition), 0666);
+  const mode_t mode = disposition == kCreateNew ? 0600 : 0666;
+  const int fd = ::open(native.c_str(), OpenFlags(access, disposition), mode);
   if (fd < 0) {
     lastError_ = OpenError(errno, native);
     return false;
@@ -268,4 +270,62 @@ bool XFile::Exists(std::u16string_view path) {
   if (path.empty()) return false;
   struct stat info {};
   return ::stat(NativePath(path).c_str(), &info) == 0;
+}
+
+bool XFile::Flush() {
+  if (FileFaultHits(FileOp::Flush)) {
+    lastError_ = kErrorInjectedFault;
+    return false;
+  }
+  if (::fsync(Descriptor(handle_)) != 0) {
+    lastError_ = WindowsError(errno);
+    return false;
+  }
+  return true;
+}
+
+std::uint32_t XFile::LinkCount() {
+  struct stat info {};
+  if (::fstat(Descriptor(handle_), &info) != 0) return 0;
+  return std::uint32_t(info.st_nlink);
+}
+
+std::u16string XFile::ResolvedPath() {
+  const std::string native = NativePath(path_);
+  struct stat info {};
+  if (::lstat(native.c_str(), &info) != 0 || !S_ISLNK(info.st_mode)) return path_;
+  char* resolved = ::realpath(native.c_str(), nullptr);
+  if (!resolved) return path_;
+  const std::u16string out = Utf8ToWide(resolved);
+  std::free(resolved);
+  return out;
+}
+
+bool XFile::CopyAccessFrom(XFile& original) {
+  struct stat info {};
+  if (::fstat(Descriptor(original.handle_), &info) != 0) {
+    lastError_ = WindowsError(errno);
+    return false;
+  }
+  // Only a privileged process may give a file away, and a group only one it
+  // belongs to: what cannot follow stays the process's; the permissions do follow.
+  const int fd = Descriptor(handle_);
+  if (::fchown(fd, info.st_uid, info.st_gid) != 0 && ::fchown(fd, uid_t(-1), info.st_gid) != 0) {
+  }
+  if (::fchmod(Descriptor(handle_), info.st_mode & 07777) != 0) {
+    lastError_ = WindowsError(errno);
+    return false;
+  }
+  return true;
+}
+
+bool XFile::SyncDirectoryOf(std::u16string_view path) {
+  const std::string native = NativePath(path);
+  const std::size_t slash = native.rfind('/');
+  const std::string directory = slash == std::string::npos ? "." : slash == 0 ? "/" : native.substr(0, slash);
+  const int fd = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (fd < 0) return false;
+  const bool ok = ::fsync(fd) == 0;
+  ::close(fd);
+  return ok;
 }

@@ -29,7 +29,7 @@ bool OpenForWrite(clRIFFHandler& riff, std::u16string_view path, const TraceCont
     return false;
   }
   Trace(u"Opened", log, nullptr, true);
-  return riff.Initialize(riff.handle(), log);
+  return riff.Initialize(riff.handle(), log) && riff.CanEdit(function);
 }
 
 std::vector<std::uint8_t> MakeChunk(std::uint32_t id, std::span<const std::uint8_t> payload) {

@@ -68,6 +68,7 @@ void clRIFFHandler::Reset() {
   riffSize_ = 0;
   chunks_.clear();
   currentChunk_ = nullptr;
+  headerRiffSize_ = fileSize_ = trailingBytes_ = 0;
   Close();
   log_ = TraceContext{};
 }
@@ -86,6 +87,9 @@ bool clRIFFHandler::ScanFile() {
   CalcAllChunks();
   chunks_.clear();
   currentChunk_ = nullptr;
+  fileSize_ = std::uint64_t(fileSize);
+  headerRiffSize_ = 0;
+  trailingBytes_ = 0;
 
   FileSource source(*this);
   ChunkWalk walk;
@@ -95,6 +99,7 @@ bool clRIFFHandler::ScanFile() {
     riffId_ = walk.riffId;
     formType_ = walk.formType;
     riffSize_ = walk.riffSize;
+    headerRiffSize_ = walk.riffSize;
   }
   isRF64_ = walk.isRF64;
   ds64RiffSize_ = walk.ds64RiffSize;
@@ -104,6 +109,8 @@ bool clRIFFHandler::ScanFile() {
   currentChunk_ = chunks_.empty() ? nullptr : chunks_.back().get();
   if (!walked) return false;
   CheckLayout(scope);
+  const std::uint64_t end = riffSize_ + 8;
+  trailingBytes_ = fileSize_ > end ? fileSize_ - end : 0;
   return scope.Ok();
 }
 
@@ -142,3 +149,22 @@ int clRIFFHandler::FindChunkIndex(std::string_view id) {
 }
 
 int clRIFFHandler::FindDataChunkIndex() { return FindChunkIndex("data"); }
+
+bool clRIFFHandler::CanEdit(const char* function) const {
+  bool fmt = false, data = false;
+  std::u16string seen;
+  for (const auto& c : chunks_) {
+    fmt = fmt || FourCCMatches(c->ChunkID, "fmt ", true);
+    data = data || FourCCMatches(c->ChunkID, "data", true);
+    seen += (seen.empty() ? u"'" : u", '") + FourCCToText(c->ChunkID) + u"'";
+  }
+  if (fmt && data) return true;
+  const std::u16string missing = !fmt && !data ? u"no 'fmt ' and no 'data' chunk"
+                                 : !fmt        ? u"no 'fmt ' chunk"
+                                               : u"no 'data' chunk";
+  TraceError(u"Error the RIFF area (RIFF size " + ToTextU(headerRiffSize_) + u", file size " + ToTextU(fileSize_) +
+                 u", chunks " + (seen.empty() ? std::u16string(u"none") : seen) + u") holds " + missing +
+                 u": an unfinished or damaged file is left as it is.",
+             log_, function);
+  return false;
+}

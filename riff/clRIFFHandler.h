@@ -89,6 +89,14 @@ class clRIFFHandler : public XFile {
   bool RemoveChunk(int index, PaddingType paddingType);
   // Writes the 'ds64' chunk (header, the three sizes, an empty table) from the list.
   bool WriteDs64();
+  // True when the chunk list accounts for the audio, so that an edit cannot
+  // write over it: the RIFF area holds a 'fmt ' and a 'data' chunk. Otherwise
+  // (an unfinished recording, a truncated header) traces what was found under
+  // `function` and returns false.
+  bool CanEdit(const char* function) const;
+  // Bytes of the file beyond the chunks the list accounts for (appended by
+  // another program, sector padding); they stay behind the RIFF area.
+  std::uint64_t TrailingBytes() const { return trailingBytes_; }
   // True once an edit works on a temporary copy of the file.
   bool Rewriting() const { return rewriting_; }
   // Bytes of padding an insertion adds: none for PaddingType::None, else at least 256 and even.
@@ -98,8 +106,17 @@ class clRIFFHandler : public XFile {
   friend class EditTransaction;
   // Traces where the file's layout differs from the contiguous one the list now gives.
   void CheckLayout(const TraceScope& scope);
-  // Renames the temporary copy over the file when the edits needed one; true when none did.
+  // Starts working on a temporary copy of the file.
+  bool BeginRewrite();
+  // Makes the edits durable: flushes an edit in place, or renames the temporary copy over the file.
   bool CommitEdits();
+  bool WriteChunkHeader(const TraceScope& scope, const RIFFChunkInfo& chunk);
+  bool WriteContainerHeader(const TraceScope& scope);
+  // Puts what was written so far on the device before a header leads readers to it.
+  bool Barrier();
+  PaddingType PaddingKeepingLinks(PaddingType paddingType, const TraceScope& scope);
+  // Traces a failure of the rewrite; false.
+  bool TraceFailure(std::u16string_view text);
   // Deletes the temporary copy, if any; the file stays as it was.
   void DiscardEdits();
   // Where writes go: the file itself, or its temporary copy once one exists.
@@ -125,6 +142,9 @@ class clRIFFHandler : public XFile {
   std::uint64_t ds64RiffSize_ = 0;
   std::uint64_t ds64DataSize_ = 0;
   std::uint64_t ds64SampleCount_ = 0;
+  std::uint64_t headerRiffSize_ = 0;  // as the container header (or 'ds64') gave it
+  std::uint64_t fileSize_ = 0;
+  std::uint64_t trailingBytes_ = 0;
   bool allowRF64_ = false;
   TraceContext log_{};
 

@@ -34,8 +34,6 @@ constexpr std::uint64_t kDs64ChunkTotal = clRIFFHandler::kChunkHeaderSize + clRI
 constexpr std::uint64_t kLimit32 = 0xFFFFFFFFu;
 constexpr std::size_t kCopyBlock = std::size_t(4) << 20;
 constexpr std::size_t kZeroBlock = 65536;
-// The temporary copy lives beside the file, so that the rename never crosses a volume.
-constexpr std::u16string_view kTempSuffix = u"~tagedit.tmp";
 
 constexpr std::uint32_t kJunk = MakeFourCC("JUNK");
 constexpr std::uint32_t kPad = MakeFourCC("PAD ");
@@ -155,6 +153,41 @@ bool clRIFFHandler::WritePaddingChunk(std::size_t index, PaddingType paddingType
   return WriteThisCompleteChunk(int(index), bytes, true);
 }
 
+bool clRIFFHandler::WriteChunkHeader(const TraceScope& scope, const RIFFChunkInfo& chunk) {
+  scope.Line(u"Writing Chunk Header '" + FourCCToText(chunk.ChunkID) + u"'  Length: " + ToTextU(chunk.DataSize) +
+             u"  ChunkPosition: " + ToTextU(chunk.ChunkPosition) + u"  ChunkDataPos: " +
+             ToTextU(chunk.FileDataPosition));
+  // In an RF64 file the audio's real size is in 'ds64'; its own header keeps the marker readers expect.
+  const bool rf64Data = isRF64_ && FourCCMatches(chunk.ChunkID, "data", true);
+  const auto head = Header(chunk.ChunkID, rf64Data ? kLimit32 : chunk.DataSize);
+  if (!Out().Seek(std::int64_t(chunk.ChunkPosition)))
+    return scope.Error(u"Error Setting File Chunk Position, lack of disk space?");
+  if (!Out().Write(head.data(), std::int64_t(head.size()))) return scope.Error(u"Error writing to file, disk full?");
+  return true;
+}
+
+bool clRIFFHandler::WriteContainerHeader(const TraceScope& scope) {
+  std::vector<std::uint8_t> head;
+  ByteWriter w(head);
+  riffId_ = MakeFourCC(isRF64_ ? "RF64" : "RIFF");
+  w.FourCC(riffId_);
+  w.U32(Clamp32(isRF64_ ? kLimit32 : riffSize_));
+  w.FourCC(formType_);
+  if (!Out().Seek(0)) return scope.Error(u"Error Setting File Position to 0.");
+  if (!Out().Write(head.data(), std::int64_t(head.size()))) return scope.Error(u"Error writing to file, disk full?");
+  return true;
+}
+
+bool clRIFFHandler::Barrier() {
+  // Only a file others can read needs the order kept on the device; the copy is nobody's until it is renamed.
+  if (rewriting_ || Flush()) return true;
+  return TraceFailure(u"Error cannot flush '" + path() + u"' to disk. (Win:" + ToTextU(LastError()) + u")");
+}
+
+// Headers are what lead readers to the bytes written before them, so those
+// bytes reach the device first. An RF64 file gets its sizes ('ds64') before
+// its container says RF64, and its 'data' header the RF64 marker only after:
+// at no point can a RIFF reader take the marker for the size of the audio.
 bool clRIFFHandler::WriteChunkHeaders() {
   TraceScope scope(log_, kWriteHeaders);
   CalcAllChunks();
@@ -163,42 +196,23 @@ bool clRIFFHandler::WriteChunkHeaders() {
     if (!MakeRoomForDs64()) return scope.Error(u"Could not write proper RIFF64 header.");
     CalcAllChunks();
   }
-  XFile& out = Out();
-  const std::int64_t size = out.Size();
-  if (size == 0) {
-    std::vector<std::uint8_t> head;
-    ByteWriter w(head);
-    w.FourCC(riffId_);
-    w.U32(Clamp32(riffSize_));
-    w.FourCC(formType_);
-    if (!out.Seek(0)) return scope.Error(u"Error Setting File Position to 0.");
-    if (!out.Write(head.data(), std::int64_t(head.size()))) return scope.Error(u"Error writing to file, disk full?");
-  }
+  if (!Barrier()) return false;
+  if (Out().Size() == 0 && !WriteContainerHeader(scope)) return false;
+  const RIFFChunkInfo* dataHeader = nullptr;
   for (auto& chunk : chunks_) {
     if (!chunk->HeaderDirty) continue;
     chunk->HeaderDirty = false;
     // WriteDs64 writes that header together with its data, in one piece.
     if (isRF64_ && chunk->ChunkID == kDs64Id) continue;
-    scope.Line(u"Writing Chunk Header '" + FourCCToText(chunk->ChunkID) + u"'  Length: " + ToTextU(chunk->DataSize) +
-               u"  ChunkPosition: " + ToTextU(chunk->ChunkPosition) + u"  ChunkDataPos: " +
-               ToTextU(chunk->FileDataPosition));
-    // In an RF64 file the audio's real size is in 'ds64'; its own header keeps the marker readers expect.
-    const bool rf64Data = isRF64_ && FourCCMatches(chunk->ChunkID, "data", true);
-    const auto head = Header(chunk->ChunkID, rf64Data ? kLimit32 : chunk->DataSize);
-    if (!out.Seek(std::int64_t(chunk->ChunkPosition)))
-      return scope.Error(u"Error Setting File Chunk Position, lack of disk space?");
-    if (!out.Write(head.data(), std::int64_t(head.size()))) return scope.Error(u"Error writing to file, disk full?");
+    if (isRF64_ && FourCCMatches(chunk->ChunkID, "data", true)) {
+      dataHeader = chunk.get();
+      continue;
+    }
+    if (!WriteChunkHeader(scope, *chunk)) return false;
   }
-  // 'ds64' before the container header: a file must not say RF64 before its sizes are there.
   if (isRF64_ && !WriteDs64()) return scope.Error(u"Could not write proper RIFF64 header.");
-  std::vector<std::uint8_t> head;
-  ByteWriter w(head);
-  riffId_ = MakeFourCC(isRF64_ ? "RF64" : "RIFF");
-  w.FourCC(riffId_);
-  w.U32(Clamp32(isRF64_ ? kLimit32 : riffSize_));
-  w.FourCC(formType_);
-  if (!out.Seek(0)) return scope.Error(u"Error Setting File Position to 0.");
-  if (!out.Write(head.data(), std::int64_t(head.size()))) return scope.Error(u"Error writing to file, disk full?");
+  if (!WriteContainerHeader(scope)) return false;
+  if (dataHeader && !WriteChunkHeader(scope, *dataHeader)) return false;
   return scope.Ok();
 }
 
@@ -299,17 +313,7 @@ bool clRIFFHandler::Splice(std::uint64_t from, std::uint64_t to, std::uint64_t g
     if (!ok) TraceError(u"Error writing to file, disk full?", log_, kRewrite);
     return ok;
   }
-  if (path().empty()) {
-    TraceError(u"Error the file must be rewritten, but its name is not known.", log_, kRewrite);
-    return false;
-  }
-  const std::u16string temp = path() + std::u16string(kTempSuffix);
-  if (!rewrite_.Create(temp)) {
-    TraceError(XFile::OpenErrorText(temp, rewrite_.LastError()), log_, kRewrite);
-    return false;
-  }
-  rewriting_ = true;
-  Trace(u"Rewriting through '" + temp + u"'", log_, kRewrite, true);
+  if (!BeginRewrite()) return false;
   const std::int64_t size = Size();
   const std::uint64_t end = size < 0 ? 0 : std::uint64_t(size);
   from = std::min(from, end);
@@ -324,16 +328,60 @@ bool clRIFFHandler::Splice(std::uint64_t from, std::uint64_t to, std::uint64_t g
   return true;
 }
 
+// The copy is made beside the file its name leads to, so that a symbolic link
+// stays a link to the rewritten file and the rename never crosses a volume;
+// it is created afresh under a name nobody can have planted a link at, and
+// gets the original's permissions before it ever holds the audio.
+bool clRIFFHandler::BeginRewrite() {
+  if (path().empty()) {
+    TraceError(u"Error the file must be rewritten, but its name is not known.", log_, kRewrite);
+    return false;
+  }
+  // A file known by several names would keep the old audio under the others.
+  if (const std::uint32_t links = LinkCount(); links > 1) {
+    TraceError(u"Error '" + path() + u"' has " + ToTextU(links) +
+                   u" names (hard links); rewriting it would part them, so it is left as it is.",
+               log_, kRewrite);
+    return false;
+  }
+  const std::u16string target = ResolvedPath();
+  if (!rewrite_.CreateTemporaryBeside(target)) {
+    TraceError(XFile::OpenErrorText(rewrite_.path(), rewrite_.LastError()), log_, kRewrite);
+    return false;
+  }
+  rewriting_ = true;
+  rewrite_.SetRewriteTarget(target);
+  if (!rewrite_.CopyAccessFrom(*this)) {
+    TraceError(u"Error cannot give '" + rewrite_.path() + u"' the permissions of '" + target + u"'. (Win:" +
+                   ToTextU(rewrite_.LastError()) + u")",
+               log_, kRewrite);
+    DiscardEdits();
+    return false;
+  }
+  Trace(u"Rewriting through '" + rewrite_.path() + u"'", log_, kRewrite, true);
+  return true;
+}
+
 bool clRIFFHandler::CommitEdits() {
-  if (!rewriting_) return true;
+  if (!rewriting_) return Flush() || TraceFailure(u"Error cannot flush '" + path() + u"' to disk.");
   rewriting_ = false;
   Close();  // the rename cannot replace a file that is still open
-  rewrite_.SetRewriteTarget(path());
   rewrite_.SetCommit(true);
   if (rewrite_.FinishRewrite()) return true;
-  TraceError(
-      u"Error cannot replace '" + path() + u"' with its rewritten copy. (Win:" + ToTextU(rewrite_.LastError()) + u")",
-      log_, kRewrite);
+  return TraceFailure(u"Error cannot replace '" + path() + u"' with its rewritten copy. (Win:" +
+                      ToTextU(rewrite_.LastError()) + u")");
+}
+
+// A file known by several names cannot be rewritten without parting them;
+// where room is left behind, padding stays in place instead.
+PaddingType clRIFFHandler::PaddingKeepingLinks(PaddingType paddingType, const TraceScope& scope) {
+  if (paddingType != PaddingType::None || rewriting_ || LinkCount() <= 1) return paddingType;
+  scope.Info(u"'" + path() + u"' has several names (hard links): room left behind becomes padding.");
+  return PaddingType::Junk;
+}
+
+bool clRIFFHandler::TraceFailure(std::u16string_view text) {
+  TraceError(text, log_, kRewrite);
   return false;
 }
 
@@ -366,6 +414,17 @@ bool clRIFFHandler::TrimAfterShrink(std::uint64_t fileSize, std::uint64_t oldEnd
 
 bool clRIFFHandler::AppendChunk(std::span<const std::uint8_t> chunk, std::uint64_t oldEnd) {
   CalcAllChunks();
+  if (trailingBytes_ > 0) {
+    // What another program left behind the RIFF area stays behind it: those
+    // bytes alone move back, in place, to open a gap at the end of the area
+    // for the new chunk. The last chunk is whole then, pad byte included.
+    const std::uint64_t end = riffSize_ + 8;
+    if (!Out().OpenUp(std::int64_t(end), std::int64_t(kChunkHeaderSize + Padded(chunk.size() - kChunkHeaderSize)))) {
+      TraceError(u"Error writing to file, disk full?", log_, kInsert);
+      return false;
+    }
+    return WriteThisCompleteChunk(-1, chunk, true);
+  }
   const std::int64_t size = Out().Size();
   if (!chunks_.empty()) {
     RIFFChunkInfo& last = *chunks_.back();
@@ -403,7 +462,7 @@ bool clRIFFHandler::WriteIntoPadding(std::size_t index, std::span<const std::uin
   if (!WriteAt(out, position + kChunkHeaderSize, body, log_, kInsert)) return false;
   if (room > need && !WriteAt(out, position + need, Header(paddingId, room - need - kChunkHeaderSize), log_, kInsert))
     return false;
-  if (!WriteAt(out, position, Header(IdOf(chunk), dataSize), log_, kInsert)) return false;
+  if (!Barrier() || !WriteAt(out, position, Header(IdOf(chunk), dataSize), log_, kInsert)) return false;
   padding.ChunkID = IdOf(chunk);
   padding.DataSize = dataSize;
   padding.HeaderDirty = false;
@@ -425,7 +484,7 @@ bool clRIFFHandler::InsertChunk(int index, std::span<const std::uint8_t> chunk, 
   std::size_t at = index < 0 || std::size_t(index) > chunks_.size() ? chunks_.size() : std::size_t(index);
   CalcAllChunks();
   const std::uint64_t oldEnd = riffSize_ + 8;
-  if (at + 1 == chunks_.size() && IsPadding(chunks_[at]->ChunkID)) {
+  if (at + 1 == chunks_.size() && IsPadding(chunks_[at]->ChunkID) && trailingBytes_ == 0) {
     // Padding at the very end holds nothing: the new chunk takes its place.
     chunks_.erase(chunks_.begin() + std::ptrdiff_t(at));
   }
@@ -476,7 +535,7 @@ bool clRIFFHandler::ReplaceInRoom(std::size_t index, std::span<const std::uint8_
   std::vector<std::uint8_t> body(chunk.begin() + kChunkHeaderSize, chunk.end());
   if (dataSize & 1) body.push_back(0);
   if (!WriteAt(out, position + kChunkHeaderSize, body, log_, kReplace)) return false;
-  if (!WriteAt(out, position, Header(IdOf(chunk), dataSize), log_, kReplace)) return false;
+  if (!Barrier() || !WriteAt(out, position, Header(IdOf(chunk), dataSize), log_, kReplace)) return false;
   // What the old chunk held and the padding now covers is cleared: a deleted tag leaves no trace.
   const std::uint64_t clearEnd = std::min(roomEnd, nextIsPadding ? oldPadding + kChunkHeaderSize : roomEnd);
   if (leftover && newPadding + kChunkHeaderSize < clearEnd &&
@@ -506,6 +565,7 @@ bool clRIFFHandler::ReplaceInRoom(std::size_t index, std::span<const std::uint8_
 bool clRIFFHandler::ReplaceChunk(int index, std::span<const std::uint8_t> chunk, PaddingType paddingType,
                                  std::uint32_t paddingSize) {
   TraceScope scope(log_, kReplace);
+  paddingType = PaddingKeepingLinks(paddingType, scope);
   if (chunk.size() < kChunkHeaderSize) return scope.Error(u"Error no chunk to write.");
   if (index < 0 || std::size_t(index) >= chunks_.size())
     return scope.Error(u"Error no chunk at index " + ToText(index) + u".");
@@ -518,7 +578,7 @@ bool clRIFFHandler::ReplaceChunk(int index, std::span<const std::uint8_t> chunk,
   bool standsLast = true;
   for (std::size_t i = at + 1; i < chunks_.size(); ++i) standsLast = standsLast && IsPadding(chunks_[i]->ChunkID);
 
-  if (standsLast) {
+  if (standsLast && trailingBytes_ == 0) {
     const std::uint64_t oldEnd = riffSize_ + 8;
     const std::int64_t size = Out().Size();
     chunks_.erase(chunks_.begin() + std::ptrdiff_t(at + 1), chunks_.end());
@@ -542,6 +602,7 @@ bool clRIFFHandler::ReplaceChunk(int index, std::span<const std::uint8_t> chunk,
 // chunk is cut off the end.
 bool clRIFFHandler::RemoveChunk(int index, PaddingType paddingType) {
   TraceScope scope(log_, kRemove);
+  paddingType = PaddingKeepingLinks(paddingType, scope);
   if (index < 0 || std::size_t(index) >= chunks_.size())
     return scope.Error(u"Error no chunk at index " + ToText(index) + u".");
   CalcAllChunks();
@@ -553,7 +614,7 @@ bool clRIFFHandler::RemoveChunk(int index, PaddingType paddingType) {
     next.HeaderDirty = true;
     chunks_.erase(chunks_.begin() + std::ptrdiff_t(at));
     currentChunk_ = &next;
-  } else if (at + 1 == chunks_.size()) {
+  } else if (at + 1 == chunks_.size() && trailingBytes_ == 0) {
     const std::uint64_t oldEnd = riffSize_ + 8;
     const std::int64_t size = Out().Size();
     chunks_.erase(chunks_.begin() + std::ptrdiff_t(at));

@@ -5,7 +5,6 @@
 #include <filesystem>
 #include <map>
 
-#include "FaultInjection.h"
 #include "PluginHarness.h"
 #include "TagChunkBuilders.h"
 #include "TagSettingsSandbox.h"
@@ -342,36 +341,114 @@ TEST_F(TagWrite, MissingFileFailsInBothWriters) {
   EXPECT_TRUE(Traced(kExitMarker, u"clDecoder_Wave::DeleteATag"));
 }
 
-// The tag writers called directly, so that the file layer's fault hook in this
-// process applies: whatever write, seek or rename fails, the audio stays.
-TEST_F(TagWrite, InterruptedTagWritesKeepTheAudio) {
-  const Bytes file = WavBuilder()
-                         .Fmt(PcmFormat(1, 2, 44100, 16))
-                         .Chunk("LIST", InfoList({{"INAM", "Title"}}))
-                         .Data(kAudio)
-                         .Chunk("id3 ", Id3v23Tag({{"TALB", "Album"}}))
-                         .Build();
-  TagList tags;
-  tags.AddTag(u"Title", u"A much longer title than before, so that the list grows past its room");
-  tags.AddTag(u"Artist", u"Someone");
+// A file whose chunk list does not account for its audio (an unfinished
+// recording, a header cut short) is refused by both writers and left as it is.
+TEST_F(TagWrite, UnfinishedFilesAreRefusedAndUntouched) {
+  const auto build = [] { return WavBuilder().Fmt(PcmFormat(1, 2, 44100, 16)).Data(kAudio); };
   const struct Case {
     const char* label;
-    TagWriteMode mode;
-    std::uint32_t padding;
-  } cases[] = {{"write, padding", {}, 0}, {"write, no padding", {}, 2}, {"delete all", {false, true}, 2}};
+    Bytes file;
+    std::u16string found;
+  } cases[] = {
+      {"RIFF size 0", build().RiffSize(0).Build(),
+       u"(RIFF size 0, file size 6044, chunks none) holds no 'fmt ' and no 'data' chunk"},
+      {"stale size", build().RiffSize(4 + 24).Build(),
+       u"(RIFF size 28, file size 6044, chunks 'fmt ') holds no 'data' chunk"},
+      {"header cut", build().TruncateTo(24).Build(),
+       u"(RIFF size 6036, file size 24, chunks 'fmt ') holds no 'data' chunk"},
+  };
   for (const auto& c : cases) {
-    settings.Set(u"WaveLISTPadding", c.padding);
-    bool finished = false;
-    for (int k = 1; !finished && k < 300; ++k) {
-      SCOPED_TRACE(testing::Message() << c.label << ", operation " << k << " fails");
-      const auto path = Make(file);
-      xfile_fault::Arm(k);
-      finished = WriteTagChunks(path.u16string(), tags, c.mode, quiet.context(), {});
-      xfile_fault::Disarm();
-      trace_testing::ResetIndentation();
-      ASSERT_EQ(View(path).data["data"], kAudio);
-      ASSERT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 1);
-    }
-    EXPECT_TRUE(finished) << c.label;
+    SCOPED_TRACE(c.label);
+    cap.Reset();
+    const auto file = Make(c.file);
+    EXPECT_EQ(Write(file, {{u"Title", u"New", {}}}), 0);
+    EXPECT_EQ(Delete(file, nullptr), 0);
+    EXPECT_EQ(ReadAll(file), c.file);
+    const std::u16string line =
+        u"Error the RIFF area " + c.found + u": an unfinished or damaged file is left as it is.";
+    for (const char16_t* writer : {u"BEXTWriter", u"IDTagWriter"})
+      EXPECT_TRUE(Contains(cap.Errors(), line + u"  [clWaveDecoder_Wave::" + writer + u"]\r\n")) << cap.TraceUtf8();
   }
+}
+
+// Bytes behind a complete RIFF area stay byte for byte behind its new end,
+// whether chunks are appended, grow at the end or go.
+TEST_F(TagWrite, BytesAfterTheRiffAreaAreKept) {
+  const Bytes trailing = Noise(333, 8);
+  const Bytes file = WavBuilder()
+                         .Fmt(PcmFormat(1, 2, 44100, 16))
+                         .Data(kAudio)
+                         .Chunk("LIST", InfoList({{"INAM", "Short"}}))
+                         .Trailing(trailing)
+                         .Build();
+  const auto path = Make(file);
+  const auto check = [&](const char* step) {
+    const Bytes after = ReadAll(path);
+    ASSERT_GE(after.size(), trailing.size()) << step;
+    EXPECT_TRUE(std::equal(trailing.begin(), trailing.end(), after.end() - std::ptrdiff_t(trailing.size()))) << step;
+    EXPECT_EQ(View(path).data["data"], kAudio) << step;
+  };
+  ASSERT_EQ(Write(path, {{u"Title", std::u16string(500, u'x'), {}}, {u"Artist", u"A", {}}}), 1);
+  check("LIST grown and ID3v2 appended");
+  EXPECT_EQ(Tags(path)[u"Title"], std::u16string(500, u'x'));
+  ASSERT_EQ(Delete(path, nullptr), 1);
+  check("all deleted");
+  EXPECT_TRUE(Tags(path).count(u"Title") == 0);
+}
+
+// A write that must rewrite the file works on a copy made beside the real
+// file under a fresh, unpredictable name, gives it the original's permissions,
+// keeps a symbolic link a link, and never parts hard links.
+TEST_F(TagWrite, RewritesKeepNamesLinksAndPermissions) {
+  settings.Set(u"WaveLISTPadding", 2);
+  const Bytes file =
+      WavBuilder().Fmt(PcmFormat(1, 2, 44100, 16)).Chunk("LIST", InfoList({{"INAM", "x"}})).Data(kAudio).Build();
+  const std::vector<HostTag> grow = {{u"Title", std::u16string(400, u'y'), {}}};
+  const auto temporaries = [&] {
+    std::vector<std::u16string> names;
+    for (std::size_t at = 0; (at = cap.Trace().find(u"Rewriting through '", at)) != std::u16string::npos; ++at)
+      names.push_back(cap.Trace().substr(at + 19, cap.Trace().find(u'\'', at + 19) - at - 19));
+    return names;
+  };
+
+  const auto path = Make(file);
+  ASSERT_EQ(Write(path, grow), 1);
+  ASSERT_EQ(Write(path, {{u"Title", std::u16string(900, u'z'), {}}}), 1);
+  const auto names = temporaries();
+  ASSERT_EQ(names.size(), 2u) << cap.TraceUtf8();
+  EXPECT_NE(names[0], names[1]);
+  for (const auto& name : names) {
+    EXPECT_TRUE(name.starts_with(path.u16string() + u".~") && name.ends_with(u".tmp") &&
+                name.size() == path.u16string().size() + 22)
+        << WideToUtf8(name);
+    EXPECT_FALSE(fs::exists(name));
+  }
+
+  // Several names for one file: a rewrite would leave the old audio under the others.
+  const fs::path other = dir.path() / "other.wav";
+  fs::create_hard_link(path, other);
+  const Bytes before = ReadAll(path);
+  EXPECT_EQ(Write(path, {{u"Title", std::u16string(2000, u'w'), {}}}), 0);
+  EXPECT_TRUE(Contains(cap.Errors(), u"Error '" + path.u16string() +
+                                         u"' has 2 names (hard links); rewriting it would part them, so it is left "
+                                         u"as it is.  [clRIFFHandler::Rewrite]\r\n"));
+  EXPECT_EQ(ReadAll(path), before);
+  ASSERT_EQ(Write(path, {{u"Title", u"short", {}}}), 1) << "an edit in place keeps both names";
+  EXPECT_EQ(Tags(other)[u"Title"], u"short");
+  fs::remove(other);
+
+#ifndef _WIN32
+  for (const auto mode : {fs::perms::owner_read | fs::perms::owner_write,
+                          fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read}) {
+    fs::permissions(path, mode);
+    ASSERT_EQ(Write(path, {{u"Title", std::u16string(3000 + int(mode), u'p'), {}}}), 1);
+    EXPECT_EQ(fs::status(path).permissions(), mode);
+  }
+  const fs::path link = dir.path() / "link.wav";
+  fs::create_symlink(path, link);
+  ASSERT_EQ(Write(link, {{u"Title", std::u16string(5000, u'l'), {}}}), 1);
+  EXPECT_TRUE(fs::is_symlink(link));
+  EXPECT_EQ(Tags(path)[u"Title"], std::u16string(5000, u'l'));
+#endif
+  EXPECT_EQ(View(path).data["data"], kAudio);
 }

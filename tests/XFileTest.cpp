@@ -381,6 +381,27 @@ TEST(XFileRewrite, FailedCommitRemovesTempAndKeepsTarget) {
   EXPECT_FALSE(XFile::Exists(temp));
 }
 
+// A temporary file is made by its own creation or not at all: a name that is
+// taken, by a file or by a link planted there, is refused and left alone.
+TEST(XFileRewrite, CreateNewNeverTakesAnExistingName) {
+  TempDir dir;
+  const std::u16string victim = dir / u"victim.txt";
+  const std::u16string taken = dir / u"taken.tmp";
+  WriteBytes(victim, "victim");
+  WriteBytes(taken, "taken");
+  XFile file;
+  EXPECT_FALSE(file.CreateNew(taken));
+  EXPECT_EQ(ReadBytes(taken), "taken");
+#ifndef _WIN32
+  const std::u16string planted = dir / u"planted.tmp";
+  fs::create_symlink(fs::path(victim), fs::path(planted));
+  EXPECT_FALSE(file.CreateNew(planted));
+  EXPECT_EQ(ReadBytes(victim), "victim");
+  ASSERT_TRUE(file.CreateTemporaryBeside(victim));
+  EXPECT_EQ(fs::status(fs::path(file.path())).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+#endif
+}
+
 TEST(XFileSharing, ShareModesDecideWhoElseMayOpen) {
   TempDir dir;
   const std::u16string name = dir / u"shared.wav";

@@ -2,6 +2,7 @@
 
 #include "codec/Queries.h"
 #include "codec/Trace.h"
+#include "io/Limits.h"
 #include "io/Text.h"
 
 namespace {
@@ -17,9 +18,8 @@ bool StartsWithLowered(std::u16string_view name, std::u16string_view prefix) {
 
 std::u16string_view HostText(const char16_t* text) { return text ? std::u16string_view(text) : std::u16string_view(); }
 
-clDecoder_Wave::clDecoder_Wave(const TraceContext* context) {
-  if (context) context_ = *context;
-}
+clDecoder_Wave::clDecoder_Wave(const TraceContext* context)
+    : context_(context ? *context : TraceContext{}), fileEngine_(context_) {}
 
 bool clDecoder_Wave::OpenSource(std::u16string_view name) {
   CloseSource();
@@ -164,15 +164,29 @@ int clDecoder_Wave::DeleteATag(const char16_t* fileName, const char16_t* names) 
   TraceScope scope(context_, "clDecoder_Wave::DeleteATag");
   const bool all = !names || *names == 0;
   TagList named;
-  for (const char16_t* p = names; !all && *p != 0;) {
-    const std::u16string_view name(p);
-    // A host cannot send an empty string inside the list: this stands for one.
-    named.AddTag(name == u"[Empty]" ? std::u16string_view() : name, u"");
-    p += name.size() + 1;
-  }
+  if (!all && !ReadNameList(names, named))
+    return scope.Error(u"Error the list of tag names does not end within " + ToTextU(kMaxHostNameListUnits) +
+                       u" characters."),
+           0;
   const std::u16string file(HostText(fileName));
   const bool bext = fileEngine_.BEXTWriter(file, named, true, all, context_);
   const bool tags = fileEngine_.IDTagWriter(file, named, true, all, context_, id3Overrides_);
   scope.Ok();
   return bext && tags ? 1 : 0;
+}
+
+bool clDecoder_Wave::ReadNameList(const char16_t* names, TagList& out) {
+  // The host's list ends with an empty name; one that never does is read no further than the bound.
+  for (std::size_t at = 0; at < kMaxHostNameListUnits;) {
+    const std::size_t start = at;
+    while (at < kMaxHostNameListUnits && names[at] != 0) ++at;
+    if (at == kMaxHostNameListUnits) break;
+    if (at == start) return true;
+    const std::u16string_view name(names + start, at - start);
+    // A host cannot send an empty string inside the list: this stands for one.
+    out.AddTag(name == u"[Empty]" ? std::u16string_view() : name, u"");
+    ++at;
+  }
+  out.Clear();
+  return false;
 }

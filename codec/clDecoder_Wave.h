@@ -29,6 +29,8 @@ class clDecoder_Wave {
   // Opens a local file, or refuses an HTTP(S) address (no network source in this build).
   bool OpenSource(std::u16string_view name);
   void CloseSource();
+  // The host's zero-separated list of tag names; false when it does not end within the bound.
+  static bool ReadNameList(const char16_t* names, TagList& out);
 
   // The media source.
   XFile file_;

@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include "PluginHarness.h"
+#include "host/TagBlock.h"
+#include "io/Limits.h"
 #include "io/Text.h"
 
 namespace {
@@ -170,4 +172,41 @@ TEST_F(Exports, SetResults) {
   EXPECT_EQ(p->Set(decoder, W(u"set decode range"), &record), 0);
   EXPECT_EQ(p->Set(decoder, W(u"Unknown"), &record), 0);
   EXPECT_TRUE(Contains(cap.Trace(), u"Set Decode Range  [clDecoder_Wave::Set]\r\n"));
+}
+
+// Whatever a host hands over, the answer is a clean 0 or a read bounded by
+// what the record itself says, never a crash.
+TEST_F(Exports, BadRecordsFromAHost) {
+  EXPECT_EQ(p->SetPosition(decoder, 5), 0) << "before any open";
+  EXPECT_EQ(cap.Errors(), u"Error SetPosition returned false.  [clWaveDecoder_Wave::SetPosition]\r\n");
+
+  cap.Reset();
+  OpenRecord unnamed{};
+  unnamed.Flags = kOpenAudioInfo;
+  EXPECT_EQ(p->Open(decoder, &unnamed), 0);
+  EXPECT_EQ(cap.Errors(), u"No file specified!  [clDecoder_Wave::Open]\r\n");
+  EXPECT_EQ(p->Open(decoder, nullptr), 0);
+
+  TempDir dir;
+  dir.Write("a.wav", WavBuilder().Fmt(PcmFormat(1, 2, 44100, 16)).Data(Bytes(400, 1)).Build());
+  const std::u16string name = dir.File("a.wav");
+  EXPECT_EQ(OpenFile(name, kOpenAudioInfo | 0xFFFFFF00u), 1) << "bits nobody defined are ignored";
+  EXPECT_EQ(p->Close(decoder, 0), 1);
+
+  // A byte count far beyond the block: only its own records are read (a sanitizer would see more).
+  const Bytes block = BuildTagBlock({{u"Title", u"Bounded", {}}});
+  for (const std::int32_t count : {-1, std::int32_t(block.size()) * 1000}) {
+    SetRecord r{};
+    r.FileName = W(name);
+    r.TagData = block.data();
+    r.Value = count;
+    EXPECT_EQ(p->Set(decoder, W(u"IDTags"), &r), count > 0 ? 1 : 0) << count;
+  }
+
+  cap.Reset();
+  const std::u16string unterminated(kMaxHostNameListUnits, u'x');
+  EXPECT_EQ(p->DeleteATag(decoder, W(name), W(unterminated)), 0);
+  EXPECT_EQ(cap.Errors(),
+            u"Error the list of tag names does not end within 1048576 characters.  "
+            u"[clDecoder_Wave::DeleteATag]\r\n");
 }

@@ -19,6 +19,9 @@ class clWaveDecoder_Wave {
   // Reads are whole blocks of at most this many bytes.
   static constexpr std::uint32_t kMaxRead = 65536;
 
+  // `log` is where operations before the first Initialize (a seek with no file) report.
+  explicit clWaveDecoder_Wave(const TraceContext& log = {}) : log_(log) {}
+
   // Takes the handle (not owned), the log and the decode range, and scans the file.
   bool Initialize(FileHandle handle, const TraceContext& log, std::int64_t rangeStart, std::int64_t rangeEnd);
   // Finds 'fmt ', 'data' and 'fact' and builds the on-file and uncompressed formats, once per open.

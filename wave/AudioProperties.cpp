@@ -17,12 +17,13 @@ std::u16string WaveHeaderName(const AudioPropertyInputs& in) {
   return u"Invalid";
 }
 
-std::u16string ChunkMap(const clRIFFHandler& riff) {
+std::u16string ChunkMap(const clRIFFHandler& riff, std::u16string_view separator) {
   std::u16string text;
   for (std::size_t i = 0; i < riff.ChunkCount(); ++i) {
     const RIFFChunkInfo& c = riff.Chunk(i);
     if (i) text += u",  ";
-    text += u"'" + FourCCToText(c.ChunkID) + u"' " + GroupDigits(c.DataSize) + (c.DataSize == 1 ? u" byte" : u" bytes");
+    text += u"'" + FourCCToText(c.ChunkID) + u"' " + GroupThousands(c.DataSize, separator) +
+            (c.DataSize == 1 ? u" byte" : u" bytes");
   }
   return text;
 }
@@ -53,6 +54,7 @@ TagList BuildAudioProperties(const AudioPropertyInputs& in, const TraceContext& 
   const WFX& onFile = *in.onFile;
   const std::uint16_t type = onFile.GetFormatType();
   const bool lossless = type == kWaveFormatPcm || type == kWaveFormatIeeeFloat;
+  const std::u16string separator = ThousandsSeparator();
 
   add(u"Audio Quality", QualityName(onFile));
   add(u"Encoder Settings", FormatTagName(onFile));
@@ -60,11 +62,11 @@ TagList BuildAudioProperties(const AudioPropertyInputs& in, const TraceContext& 
   add(u"Channel Mapping", ChannelLayoutText(onFile));
   if (lossless) {
     const std::int64_t align = onFile.BlockAlign() ? onFile.BlockAlign() : 1;
-    add(u"Sample Count", GroupDigits(std::uint64_t(in.decodeBytes / align)));
+    add(u"Sample Count", GroupThousands(std::uint64_t(in.decodeBytes / align), separator));
   } else if (in.factSamples != 0) {
-    add(u"Sample Count", GroupDigits(in.factSamples));
+    add(u"Sample Count", GroupThousands(in.factSamples, separator));
   }
-  add(u"Riff Chunks", ChunkMap(*in.chunks));
+  add(u"Riff Chunks", ChunkMap(*in.chunks, separator));
 
   if (!in.tagSummary.empty()) add(u"ID Tag", in.tagSummary);
   std::u16string contains;

@@ -22,7 +22,7 @@ struct AudioPropertyInputs {
 
 // The property list in display order; each line is also traced as "\tName: value".
 TagList BuildAudioProperties(const AudioPropertyInputs& in, const TraceContext& log);
-// A number with the user's digit grouping ("1,234,567").
-std::u16string GroupDigits(std::uint64_t value);
+// The thousands separator of the user's locale (asked once per property list: it is slow to ask).
+std::u16string ThousandsSeparator();
 // Groups the digits of a decimal text by thousands with the given separator.
 std::u16string GroupThousands(std::uint64_t value, std::u16string_view separator);

@@ -5,7 +5,7 @@
 
 // The user's locale gives the separator; numbers are grouped by thousands
 // even where the locale itself does not group (the C locale).
-std::u16string GroupDigits(std::uint64_t value) {
+std::u16string ThousandsSeparator() {
   char separator = ',';
   try {
     const std::locale user("");  // the facet lives only as long as its locale
@@ -14,5 +14,5 @@ std::u16string GroupDigits(std::uint64_t value) {
   } catch (const std::runtime_error&) {
     // An unknown LANG leaves the default.
   }
-  return GroupThousands(value, AnsiToWide(std::string(1, separator)));
+  return AnsiToWide(std::string(1, separator));
 }

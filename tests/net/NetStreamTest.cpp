@@ -1,0 +1,247 @@
+// NetStream against the servers that tests/integration/net_servers.py starts
+// and names in NET_* variables; without them every test is skipped.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <thread>
+
+#include "TraceCapture.h"
+#include "io/Text.h"
+#include "net/NetStream.h"
+
+namespace {
+#ifdef _WIN32
+constexpr std::u16string_view kRefused = u"WinHTTP error 12029 ERROR_WINHTTP_CANNOT_CONNECT";
+constexpr std::u16string_view kUnresolved = u"WinHTTP error 12007 ERROR_WINHTTP_NAME_NOT_RESOLVED";
+constexpr std::u16string_view kUntrusted = u"WinHTTP error 12175 ERROR_WINHTTP_SECURE_FAILURE";
+constexpr std::u16string_view kTimeout = u"WinHTTP error 12002 ERROR_WINHTTP_TIMEOUT";
+constexpr std::u16string_view kDropped = u"Connection closed at byte 750003 of 1500007";
+#else
+constexpr std::u16string_view kRefused = u"curl error 7: Couldn't connect to server";
+constexpr std::u16string_view kUnresolved = u"curl error 6: Couldn't resolve host name";
+constexpr std::u16string_view kUntrusted = u"curl error 60: SSL peer certificate or SSH remote key was not OK";
+constexpr std::u16string_view kTimeout = u"curl error 28: Timeout was reached";
+constexpr std::u16string_view kDropped = u"curl error 18: Transferred a partial file";
+#endif
+
+std::string Env(const char* name) {
+  const char* value = std::getenv(name);
+  return value != nullptr ? value : "";
+}
+
+std::u16string Url(const char* server, std::string_view path) { return Utf8ToWide(Env(server).append(path)); }
+
+// The served data (net_servers.py, data_bytes): splitmix64 of each 8-byte word's index, little-endian.
+const std::vector<std::uint8_t>& Data() {
+  static const std::vector<std::uint8_t> data = [] {
+    std::vector<std::uint8_t> bytes(std::size_t(std::stoll(Env("NET_DATA_SIZE"))) + 8);
+    for (std::size_t k = 0; k < bytes.size() / 8; ++k) {
+      std::uint64_t z = (k + 1) * 0x9E3779B97F4A7C15ull;
+      z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ull;
+      z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
+      for (std::size_t b = 0; b < 8; ++b) bytes[k * 8 + b] = std::uint8_t((z ^ (z >> 31)) >> (8 * b));
+    }
+    bytes.resize(bytes.size() - 8);
+    return bytes;
+  }();
+  return data;
+}
+
+std::int64_t Size() { return std::int64_t(Data().size()); }
+
+std::vector<std::uint8_t> Slice(std::int64_t from, std::int64_t count) {
+  from = std::min(from, Size());
+  return {Data().begin() + from, Data().begin() + std::min(from + count, Size())};
+}
+
+// Reads in steps of `step` bytes until a read comes up short.
+std::vector<std::uint8_t> ReadAll(NetStream& stream, std::int64_t step) {
+  std::vector<std::uint8_t> all, piece(std::size_t(step), 0);
+  for (std::int64_t n = step; n == step;) {
+    n = stream.Read(piece.data(), step);
+    all.insert(all.end(), piece.begin(), piece.begin() + n);
+  }
+  return all;
+}
+
+class NetStreamTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (Env("NET_HTTP").empty()) GTEST_SKIP() << "needs the servers of tests/integration/net_servers.py";
+  }
+  bool Open(const char* server, std::string_view path, std::int32_t timeout = 10, std::u16string_view agent = {}) {
+    return stream.Open(Url(server, path), agent, timeout, trace.context());
+  }
+  std::string Error() const { return WideToUtf8(stream.ErrorText()); }
+
+  TraceCapture trace;
+  NetStream stream;
+};
+}  // namespace
+
+TEST_F(NetStreamTest, WholeBodyByteExactForEveryReadSize) {
+  const struct {
+    const char* server;
+    const char* path;
+    bool known;
+    bool ranges;
+  } cases[] = {
+      {"NET_HTTP", "/data.wav", true, true},     {"NET_HTTPS", "/data.wav", true, true},
+      {"NET_HTTP", "/redirect", true, true},     {"NET_HTTPS", "/redirect", true, true},
+      {"NET_SCRIPTED", "/norange", true, false}, {"NET_SCRIPTED", "/chunked", false, false},
+      {"NET_SCRIPTED", "/close", false, false},
+  };
+  for (const auto& c : cases) {
+    for (const std::int64_t step : {1, 8, 4096, 65536}) {
+      SCOPED_TRACE(testing::Message() << c.server << c.path << " in steps of " << step);
+      ASSERT_TRUE(Open(c.server, c.path)) << Error();
+      EXPECT_EQ(stream.Status(), 200);
+      EXPECT_EQ(stream.Length(), c.known ? std::optional(Size()) : std::nullopt);
+      EXPECT_EQ(stream.CanSeek(), c.ranges);
+      EXPECT_TRUE(ReadAll(stream, step) == Data());
+      EXPECT_FALSE(stream.Failed()) << Error();
+      EXPECT_EQ(stream.Position(), Size());
+      EXPECT_EQ(stream.BytesReceived(), Size());
+    }
+  }
+  ASSERT_TRUE(Open("NET_HTTPS", "/data.wav"));
+  EXPECT_EQ(stream.ContentType(), u"audio/wav");
+  EXPECT_TRUE(stream.Headers().starts_with("HTTP/1.1 200 OK\r\n")) << stream.Headers();
+  EXPECT_NE(stream.Headers().find("\r\nContent-Type: audio/wav\r\n"), std::string_view::npos) << stream.Headers();
+  EXPECT_TRUE(trace.Trace().empty()) << trace.TraceUtf8();
+}
+
+TEST_F(NetStreamTest, SeeksByRangeRequests) {
+  for (const char* server : {"NET_HTTP", "NET_HTTPS"}) {
+    SCOPED_TRACE(server);
+    ASSERT_TRUE(Open(server, "/data.wav")) << Error();
+    // Forward, within the read-ahead, back to the start, near, at and past the end.
+    for (const std::int64_t to : {std::int64_t(1000), std::int64_t(7000), std::int64_t(0), Size() - 10,
+                                  std::int64_t(123457), Size(), Size() + 5, std::int64_t(777)}) {
+      SCOPED_TRACE(to);
+      ASSERT_TRUE(stream.Seek(to)) << Error();
+      EXPECT_EQ(stream.Position(), to);
+      std::vector<std::uint8_t> got(1000);
+      got.resize(std::size_t(stream.Read(got.data(), 1000)));
+      EXPECT_TRUE(got == Slice(to, 1000));
+      EXPECT_FALSE(stream.Failed()) << Error();
+    }
+  }
+}
+
+TEST_F(NetStreamTest, SeekRefusedWithoutRanges) {
+  for (const char* path : {"/norange", "/chunked"}) {
+    SCOPED_TRACE(path);
+    ASSERT_TRUE(Open("NET_SCRIPTED", path)) << Error();
+    std::uint8_t head[100];
+    ASSERT_EQ(stream.Read(head, 100), 100);
+    EXPECT_FALSE(stream.Seek(5000));
+    EXPECT_FALSE(stream.Seek(0));
+    EXPECT_TRUE(stream.Seek(100));
+    EXPECT_EQ(stream.Position(), 100);
+    EXPECT_TRUE(ReadAll(stream, 65536) == Slice(100, Size()));
+  }
+}
+
+TEST_F(NetStreamTest, FailuresSayWhatWasAnswered) {
+  const struct {
+    std::u16string url;
+    int status;
+    std::u16string_view error;  // the whole text for a status, its start for the library's texts
+  } cases[] = {
+      {Url("NET_HTTP", "/missing.wav"), 404, u"HTTP status 404 (Not Found)"},
+      {Url("NET_HTTPS", "/missing.wav"), 404, u"HTTP status 404 (Not Found)"},
+      {Url("NET_CLOSED", "/data.wav"), 0, kRefused},
+      {u"http://nonexistent.invalid/data.wav", 0, kUnresolved},
+      {Url("NET_ROGUE", "/data.wav"), 0, kUntrusted},
+      {Url("NET_WRONG_HOST", "/data.wav"), 0, kUntrusted},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(WideToUtf8(c.url));
+    EXPECT_FALSE(stream.Open(c.url, u"", 10, trace.context()));
+    EXPECT_TRUE(stream.Failed());
+    EXPECT_EQ(stream.Status(), c.status);
+    if (c.status != 0)
+      EXPECT_EQ(stream.ErrorText(), c.error);
+    else
+      EXPECT_TRUE(stream.ErrorText().starts_with(c.error)) << Error();
+    std::uint8_t byte = 0;
+    EXPECT_EQ(stream.Read(&byte, 1), 0);
+    EXPECT_FALSE(stream.Seek(10));
+  }
+}
+
+TEST_F(NetStreamTest, LostConnectionsResumeOnlyWithRangesAndLength) {
+  const std::int64_t half = Size() / 2;
+  const struct {
+    const char* path;
+    std::int32_t timeout;
+    std::int64_t reached;
+    int resumes;
+    std::u16string_view error;
+  } cases[] = {
+      {"/drop", 10, Size(), 1, u""},
+      {"/drop-gone", 10, half, 3, u"HTTP status 503 (Service Unavailable)"},
+      {"/drop-norange", 10, half, 0, kDropped},
+      {"/stall", 2, 0, 0, kTimeout},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.path);
+    trace.Reset();
+    ASSERT_TRUE(Open("NET_SCRIPTED", c.path, c.timeout)) << Error();
+    EXPECT_TRUE(ReadAll(stream, 65536) == Slice(0, c.reached));
+    EXPECT_EQ(stream.Failed(), c.reached < Size());
+    EXPECT_TRUE(stream.ErrorText().starts_with(c.error)) << Error();
+    EXPECT_EQ(stream.BytesReceived(), c.reached);
+    std::u16string lines;
+    for (int attempt = 1; attempt <= c.resumes; ++attempt)
+      lines += u"Connection lost at byte " + ToText(half) + u" of " + Url("NET_SCRIPTED", c.path) +
+               u", resuming (attempt " + ToText(attempt) + u" of 3).  [NetStream::Read]\r\n";
+    EXPECT_EQ(trace.Information(), lines);
+    EXPECT_TRUE(trace.NoErrors());
+  }
+}
+
+TEST_F(NetStreamTest, UserAgentReachesTheServer) {
+  const struct {
+    std::u16string_view agent;
+    const char* logged;
+  } cases[] = {
+      {u"WaveNetTest/1.0 (agent check)", "\"GET /data.wav?agent=1 HTTP/1.1\" 200 \"WaveNetTest/1.0 (agent check)\""},
+      {u"", "\"GET /data.wav?agent=2 HTTP/1.1\" 200 \"-\""},
+  };
+  int query = 0;
+  for (const auto& c : cases) {
+    ASSERT_TRUE(Open("NET_HTTP", "/data.wav?agent=" + std::to_string(++query), 10, c.agent)) << Error();
+    EXPECT_TRUE(ReadAll(stream, 65536) == Data());
+    stream.Close();
+  }
+  // nginx writes a line once it has sent the reply, which may be just after the client got the last byte.
+  std::string log;
+  for (int tries = 0; tries < 100 && log.find(cases[1].logged) == std::string::npos; ++tries) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    std::ifstream in(Env("NET_ACCESS_LOG"), std::ios::binary);
+    log.assign(std::istreambuf_iterator<char>(in), {});
+  }
+  for (const auto& c : cases) EXPECT_NE(log.find(c.logged), std::string::npos) << c.logged << " in\n" << log;
+}
+
+TEST_F(NetStreamTest, ReadAheadStaysBoundedOnALongBody) {
+  ASSERT_TRUE(Open("NET_HTTP", "/big.bin")) << Error();
+  std::vector<std::uint8_t> block(65536);
+  std::int64_t total = 0, ahead = 0;
+  bool zeros = true;
+  for (std::int64_t n; (n = stream.Read(block.data(), 65536)) > 0;) {
+    total += n;
+    zeros = zeros && std::all_of(block.begin(), block.begin() + n, [](std::uint8_t b) { return b == 0; });
+    ahead = std::max(ahead, stream.BytesReceived() - stream.Position());
+  }
+  EXPECT_EQ(total, std::stoll(Env("NET_BIG_SIZE")));
+  EXPECT_TRUE(zeros);
+  EXPECT_LE(ahead, std::int64_t(NetStream::kReadAhead));
+  EXPECT_EQ(stream.BufferCapacity(), NetStream::kReadAhead);
+}

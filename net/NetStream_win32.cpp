@@ -46,6 +46,13 @@ const char* WinHttpErrorName(DWORD code) {
       return "ERROR_WINHTTP_SECURE_CERT_REVOKED";
     case ERROR_WINHTTP_SECURE_FAILURE:
       return "ERROR_WINHTTP_SECURE_FAILURE";
+    // Wine passes some socket errors through unchanged.
+    case WSAETIMEDOUT:
+      return "WSAETIMEDOUT";
+    case WSAECONNRESET:
+      return "WSAECONNRESET";
+    case WSAECONNREFUSED:
+      return "WSAECONNREFUSED";
     default:
       return nullptr;
   }

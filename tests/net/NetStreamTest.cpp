@@ -14,19 +14,26 @@
 #include "net/NetStream.h"
 
 namespace {
+using Texts = std::vector<std::u16string_view>;
 #ifdef _WIN32
-constexpr std::u16string_view kRefused = u"WinHTTP error 12029 ERROR_WINHTTP_CANNOT_CONNECT";
-constexpr std::u16string_view kUnresolved = u"WinHTTP error 12007 ERROR_WINHTTP_NAME_NOT_RESOLVED";
-constexpr std::u16string_view kUntrusted = u"WinHTTP error 12175 ERROR_WINHTTP_SECURE_FAILURE";
-constexpr std::u16string_view kTimeout = u"WinHTTP error 12002 ERROR_WINHTTP_TIMEOUT";
-constexpr std::u16string_view kDropped = u"Connection closed at byte 750003 of 1500007";
+// Where Wine answers with another code than Windows, both are listed, Windows first.
+const Texts kRefused = {u"WinHTTP error 12029 ERROR_WINHTTP_CANNOT_CONNECT"};
+const Texts kUnresolved = {u"WinHTTP error 12007 ERROR_WINHTTP_NAME_NOT_RESOLVED"};
+const Texts kUntrusted = {u"WinHTTP error 12175 ERROR_WINHTTP_SECURE_FAILURE",
+                          u"WinHTTP error 12157 ERROR_WINHTTP_SECURE_CHANNEL_ERROR"};
+const Texts kTimeout = {u"WinHTTP error 12002 ERROR_WINHTTP_TIMEOUT", u"WinHTTP error 10060 WSAETIMEDOUT"};
+const Texts kDropped = {u"Connection closed at byte 750003 of 1500007"};
 #else
-constexpr std::u16string_view kRefused = u"curl error 7: Couldn't connect to server";
-constexpr std::u16string_view kUnresolved = u"curl error 6: Couldn't resolve host name";
-constexpr std::u16string_view kUntrusted = u"curl error 60: SSL peer certificate or SSH remote key was not OK";
-constexpr std::u16string_view kTimeout = u"curl error 28: Timeout was reached";
-constexpr std::u16string_view kDropped = u"curl error 18: Transferred a partial file";
+const Texts kRefused = {u"curl error 7: Couldn't connect to server"};
+const Texts kUnresolved = {u"curl error 6: Couldn't resolve host name"};
+const Texts kUntrusted = {u"curl error 60: SSL peer certificate or SSH remote key was not OK"};
+const Texts kTimeout = {u"curl error 28: Timeout was reached"};
+const Texts kDropped = {u"curl error 18: Transferred a partial file"};
 #endif
+
+bool StartsWithOneOf(std::u16string_view text, const Texts& starts) {
+  return std::any_of(starts.begin(), starts.end(), [&](std::u16string_view start) { return text.starts_with(start); });
+}
 
 std::string Env(const char* name) {
   const char* value = std::getenv(name);
@@ -151,10 +158,10 @@ TEST_F(NetStreamTest, FailuresSayWhatWasAnswered) {
   const struct {
     std::u16string url;
     int status;
-    std::u16string_view error;  // the whole text for a status, its start for the library's texts
+    Texts error;  // the whole text for a status, its start for the library's texts
   } cases[] = {
-      {Url("NET_HTTP", "/missing.wav"), 404, u"HTTP status 404 (Not Found)"},
-      {Url("NET_HTTPS", "/missing.wav"), 404, u"HTTP status 404 (Not Found)"},
+      {Url("NET_HTTP", "/missing.wav"), 404, {u"HTTP status 404 (Not Found)"}},
+      {Url("NET_HTTPS", "/missing.wav"), 404, {u"HTTP status 404 (Not Found)"}},
       {Url("NET_CLOSED", "/data.wav"), 0, kRefused},
       {u"http://nonexistent.invalid/data.wav", 0, kUnresolved},
       {Url("NET_ROGUE", "/data.wav"), 0, kUntrusted},
@@ -166,9 +173,9 @@ TEST_F(NetStreamTest, FailuresSayWhatWasAnswered) {
     EXPECT_TRUE(stream.Failed());
     EXPECT_EQ(stream.Status(), c.status);
     if (c.status != 0)
-      EXPECT_EQ(stream.ErrorText(), c.error);
+      EXPECT_EQ(stream.ErrorText(), c.error[0]);
     else
-      EXPECT_TRUE(stream.ErrorText().starts_with(c.error)) << Error();
+      EXPECT_TRUE(StartsWithOneOf(stream.ErrorText(), c.error)) << Error();
     std::uint8_t byte = 0;
     EXPECT_EQ(stream.Read(&byte, 1), 0);
     EXPECT_FALSE(stream.Seek(10));
@@ -182,10 +189,10 @@ TEST_F(NetStreamTest, LostConnectionsResumeOnlyWithRangesAndLength) {
     std::int32_t timeout;
     std::int64_t reached;
     int resumes;
-    std::u16string_view error;
+    Texts error;
   } cases[] = {
-      {"/drop", 10, Size(), 1, u""},
-      {"/drop-gone", 10, half, 3, u"HTTP status 503 (Service Unavailable)"},
+      {"/drop", 10, Size(), 1, {u""}},
+      {"/drop-gone", 10, half, 3, {u"HTTP status 503 (Service Unavailable)"}},
       {"/drop-norange", 10, half, 0, kDropped},
       {"/stall", 2, 0, 0, kTimeout},
   };
@@ -195,7 +202,7 @@ TEST_F(NetStreamTest, LostConnectionsResumeOnlyWithRangesAndLength) {
     ASSERT_TRUE(Open("NET_SCRIPTED", c.path, c.timeout)) << Error();
     EXPECT_TRUE(ReadAll(stream, 65536) == Slice(0, c.reached));
     EXPECT_EQ(stream.Failed(), c.reached < Size());
-    EXPECT_TRUE(stream.ErrorText().starts_with(c.error)) << Error();
+    EXPECT_TRUE(StartsWithOneOf(stream.ErrorText(), c.error)) << Error();
     EXPECT_EQ(stream.BytesReceived(), c.reached);
     std::u16string lines;
     for (int attempt = 1; attempt <= c.resumes; ++attempt)

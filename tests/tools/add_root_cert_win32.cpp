@@ -3,8 +3,9 @@
 // store, and reopens it to confirm the certificate is there. Wine loses
 // changes made while the store is enumerated, so nothing else is done in the
 // session that adds.
-#include <wincrypt.h>
 #include <windows.h>
+// After windows.h, whose types it needs; WIN32_LEAN_AND_MEAN keeps windows.h from including it.
+#include <wincrypt.h>
 
 #include <cstdio>
 #include <filesystem>

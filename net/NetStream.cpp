@@ -119,9 +119,9 @@ bool NetStream::Refill() {
         attempts_ = 0;
         return true;
       }
-      // Only a stated length tells a connection closed early from the end of the body.
-      const bool early = length_ && position_ < *length_;
-      if (fill == Fill::End && !early) {
+      // Only a stated length tells a connection closed early from the end of the body,
+      // and makes a failure after the last byte harmless.
+      if (length_ ? position_ >= *length_ : fill == Fill::End) {
         atEnd_ = true;
         break;
       }
@@ -144,9 +144,10 @@ bool NetStream::Seek(std::int64_t position) {
   if (!open_ || position < 0) return false;
   if (position == position_) return true;
   if (!acceptsRanges_) return false;
-  // A short hop forward within the read-ahead costs no request.
-  if (position > position_ && position - position_ <= std::int64_t(end_ - begin_)) {
-    begin_ += std::size_t(position - position_);
+  // Within what the read-ahead holds (the engine reads a chunk head and steps back), no request.
+  const std::int64_t held = position_ - std::int64_t(begin_);
+  if (position >= held && position - held <= std::int64_t(end_)) {
+    begin_ = std::size_t(position - held);
     position_ = position;
     return true;
   }

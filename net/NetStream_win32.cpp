@@ -1,6 +1,8 @@
 #include <windows.h>
 #include <winhttp.h>
 
+#include <algorithm>
+#include <climits>
 #include <string>
 
 #include "io/Text.h"
@@ -106,7 +108,7 @@ struct NetStream::Connection {
       session =
           WinHttpOpen(agent, WINHTTP_ACCESS_TYPE_DEFAULT_PROXY, WINHTTP_NO_PROXY_NAME, WINHTTP_NO_PROXY_BYPASS, 0);
     if (session == nullptr) return false;
-    const int ms = timeoutSeconds * 1000;
+    const int ms = int(std::min<std::int64_t>(std::int64_t(timeoutSeconds) * 1000, INT_MAX));
     return WinHttpSetTimeouts(session, ms, ms, ms, ms) != FALSE;
   }
 };

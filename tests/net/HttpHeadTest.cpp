@@ -32,9 +32,8 @@ TEST(HttpHead, WhatTheHeadSaysAboutTheBody) {
        false,
        {},
        1500},
-      {"HTTP/1.1 206 Partial Content\r\nContent-Range: bytes 5-9/*\r\n", 206, "Partial Content", {}, false, 5, {}},
       {"ICY 200 OK\r\nContent-Length: 5\r\n", 0, "", 5, false, {}, {}},
-      {"HTTP/1.1 2000 Odd\r\n", 0, "", {}, false, {}, {}},
+      {"HTTP/1.1 2000 Odd\r\nContent-Range: bytes 5-9/*\r\n", 0, "", {}, false, 5, {}},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.head);
@@ -46,13 +45,4 @@ TEST(HttpHead, WhatTheHeadSaysAboutTheBody) {
     EXPECT_EQ(head.rangeFirst, c.first);
     EXPECT_EQ(head.rangeTotal, c.total);
   }
-}
-
-TEST(HttpHead, FieldByNameUpToTheColon) {
-  const std::string_view head =
-      "HTTP/1.1 200 OK\r\nContent-Type-Options: x\r\ncontent-TYPE:  audio/wav \r\nContent-Type: text/plain\r\n";
-  EXPECT_EQ(HttpHead::Field(head, "Content-Type"), "audio/wav");
-  EXPECT_EQ(HttpHead::Field(head, "content-type-options"), "x");
-  EXPECT_EQ(HttpHead::Field(head, "Location"), std::nullopt);
-  EXPECT_EQ(HttpHead::Field(head, "HTTP/1.1 200 OK"), std::nullopt);
 }

@@ -3,7 +3,8 @@
 with a throw-away CA, HTTPS with a certificate of a CA nobody trusts, ranges,
 a redirect, an access log with the user agent) and, on threads of this
 process, a scripted server for the replies nginx will not give: no ranges, a
-chunked body, a body without length, a connection dropped halfway, a stall.
+chunked body, a body without length, a connection dropped halfway, a stall
+after the head and one before it.
 
 usage: net_servers.py [--root-cert-tool TOOL] NET_TESTS [RUNNER...]
 With a runner (wine) the tests are the Windows build: TOOL puts the CA into
@@ -136,7 +137,10 @@ class Scripted(http.server.BaseHTTPRequestHandler):
         ranged = re.fullmatch(r"bytes=(\d+)-", self.headers.get("Range", ""))
         start = int(ranged.group(1)) if ranged else 0
         path = self.path
-        if path == "/norange" or path == "/stall":
+        if path == "/silent":
+            self.stop.wait(max(1, DEADLINE - time.monotonic()))
+            self.close_connection = True
+        elif path == "/norange" or path == "/stall":
             self.head(200, [("Content-Length", len(data))])
             if path == "/stall":
                 self.wfile.flush()

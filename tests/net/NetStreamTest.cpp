@@ -157,10 +157,11 @@ TEST_F(NetStreamTest, FailuresSayWhatWasAnswered) {
       {u"http://nonexistent.invalid/data.wav", 0, kUnresolved},
       {Url("NET_ROGUE", "/data.wav"), 0, kUntrusted},
       {Url("NET_WRONG_HOST", "/data.wav"), 0, kUntrusted},
+      {Url("NET_SCRIPTED", "/silent"), 0, kTimeout},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(WideToUtf8(c.url));
-    EXPECT_FALSE(stream.Open(c.url, u"", 10, trace.context()));
+    EXPECT_FALSE(stream.Open(c.url, u"", 2, trace.context()));
     EXPECT_TRUE(stream.Failed());
     EXPECT_EQ(stream.Status(), c.status);
     if (c.status != 0)

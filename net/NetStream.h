@@ -19,7 +19,7 @@ class NetStream {
  public:
   // The read-ahead buffer: network reads are this large whatever the callers ask for.
   static constexpr std::size_t kReadAhead = 256 * 1024;
-  // Used when Open is given no time-out above 0.
+  // Used when Open is given no time-out above 0. A time-out bounds connecting and every wait for data.
   static constexpr std::int32_t kDefaultTimeoutSeconds = 30;
   // Range requests tried after one lost connection before Read gives up.
   static constexpr int kResumeAttempts = 3;
@@ -37,17 +37,18 @@ class NetStream {
 
   // Reads up to count bytes; fewer only at the end of the body or when Failed().
   std::int64_t Read(void* buffer, std::int64_t count);
-  // Moves the next Read to position by a range request; false, nothing changed, when !CanSeek().
+  // Moves the next Read to position (reads past the end return 0); false, nothing changed, when !CanSeek().
   bool Seek(std::int64_t position);
 
+  // True from a successful Open to Close.
   bool IsOpen() const { return open_; }
   // True once a request or a read has failed beyond recovery; ErrorText() says why.
   bool Failed() const { return failed_; }
   // What the server or the library answered to the failed operation.
   const std::u16string& ErrorText() const { return errorText_; }
-  // The final reply's HTTP status, 0 before one arrived.
+  // The latest reply's HTTP status (206 after a seek), 0 before one arrived.
   int Status() const { return status_; }
-  // The final reply's status and header lines as received, each ended by CR LF.
+  // The latest reply's status and header lines as received, each ended by CR LF.
   std::string_view Headers() const { return headers_; }
   // The value of the Content-Type header, empty when there is none.
   std::u16string ContentType() const;

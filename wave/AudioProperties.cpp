@@ -7,13 +7,10 @@
 namespace {
 std::u16string WaveHeaderName(const AudioPropertyInputs& in) {
   if (in.uncompressed->IsExtensible()) return u"Wave Format Extensible";
-  const RIFFChunkInfo* fmt = nullptr;
-  for (std::size_t i = 0; i < in.chunks->ChunkCount() && !fmt; ++i)
-    if (FourCCMatches(in.chunks->Chunk(i).ChunkID, "fmt ", true)) fmt = &in.chunks->Chunk(i);
-  if (!fmt) return u"Invalid";
-  if (fmt->DataSize == 14) return u"Wave Format";
-  if (fmt->DataSize == 16) return u"Wave Format PCM";
-  if (fmt->DataSize >= 18) return u"Wave Format Extended";
+  if (!in.fmtChunkSize) return u"Invalid";
+  if (*in.fmtChunkSize == 14) return u"Wave Format";
+  if (*in.fmtChunkSize == 16) return u"Wave Format PCM";
+  if (*in.fmtChunkSize >= 18) return u"Wave Format Extended";
   return u"Invalid";
 }
 
@@ -66,7 +63,7 @@ TagList BuildAudioProperties(const AudioPropertyInputs& in, const TraceContext& 
   } else if (in.factSamples != 0) {
     add(u"Sample Count", GroupThousands(in.factSamples, separator));
   }
-  add(u"Riff Chunks", ChunkMap(*in.chunks, separator));
+  if (in.chunks) add(u"Riff Chunks", ChunkMap(*in.chunks, separator));
 
   if (!in.tagSummary.empty()) add(u"ID Tag", in.tagSummary);
   std::u16string contains;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "WavePlugin.h"
@@ -15,7 +16,8 @@ struct AudioPropertyInputs {
   const WFX* uncompressed = nullptr;
   std::int64_t decodeBytes = 0;  // the decode range length
   std::uint32_t factSamples = 0;
-  const clRIFFHandler* chunks = nullptr;
+  std::optional<std::uint64_t> fmtChunkSize;  // of the first 'fmt ' chunk, when there is one
+  const clRIFFHandler* chunks = nullptr;      // the chunk map; none for a stream
   const TagList* tags = nullptr;
   std::u16string tagSummary;
 };

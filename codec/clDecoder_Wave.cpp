@@ -19,23 +19,34 @@ bool StartsWithLowered(std::u16string_view name, std::u16string_view prefix) {
 std::u16string_view HostText(const char16_t* text) { return text ? std::u16string_view(text) : std::u16string_view(); }
 
 clDecoder_Wave::clDecoder_Wave(const TraceContext* context)
-    : context_(context ? *context : TraceContext{}), fileEngine_(context_) {}
+    : context_(context ? *context : TraceContext{}), fileEngine_(context_), streamEngine_(context_) {}
+
+WaveEngine& clDecoder_Wave::Engine() {
+  if (streaming_) return streamEngine_;
+  return fileEngine_;
+}
 
 bool clDecoder_Wave::OpenSource(std::u16string_view name) {
   CloseSource();
   name_ = name;
-  if (StartsWithLowered(name, u"http://") || StartsWithLowered(name, u"https://")) {
-    // No network source in this build: the address is refused like a file
-    // that cannot be opened, and the streaming flag stays clear.
-    return false;
+  if (!StartsWithLowered(name, u"http://") && !StartsWithLowered(name, u"https://")) return file_.OpenReadMedia(name);
+  streaming_ = true;
+  if (stream_.Open(name, userAgent_, timeoutSeconds_, context_)) {
+    contentType_ = stream_.ContentType();
+    return true;
   }
-  return file_.OpenReadMedia(name);
+  CloseSource();
+  return false;
 }
 
 void clDecoder_Wave::CloseSource() {
   file_.Close();
+  stream_.Close();
+  contentType_.clear();
   streaming_ = false;
 }
+
+std::u16string clDecoder_Wave::SourceError() const { return stream_.ErrorText(); }
 
 int clDecoder_Wave::Open(OpenRecord& record) {
   TraceScope scope(context_, kOpen);
@@ -45,34 +56,41 @@ int clDecoder_Wave::Open(OpenRecord& record) {
   Trace(u"Opening file '", context_, kOpen, false);
   Trace(name, context_, kOpen, false);
   Trace(u"' for read access: ", context_, kOpen, false);
-  if (!OpenSource(name)) return scope.Error(XFile::OpenErrorText(name, file_.LastError())), 0;
+  if (!OpenSource(name)) {
+    // What the server or the network library answered goes before the open error.
+    if (!SourceError().empty()) scope.Info(SourceError());
+    return scope.Error(XFile::OpenErrorText(name, file_.LastError())), 0;
+  }
   Trace(u"Opened", context_, nullptr, true);
   scope.Line(u"Reading Audio Information");
 
-  if (!fileEngine_.Initialize(file_.handle(), context_, rangeStart_, rangeEnd_)) return 0;
+  const bool initialized = streaming_ ? streamEngine_.Initialize(streamReader_, context_, rangeStart_, rangeEnd_)
+                                      : fileEngine_.Initialize(file_.handle(), context_, rangeStart_, rangeEnd_);
+  if (!initialized) return 0;
   scope.Line(u"Read Audio Information");
+  WaveEngine& engine = Engine();
 
   if (record.Flags & (kOpenReadTags | kOpenProperties)) {
     std::u16string summary;
-    if (fileEngine_.ReadIDTags(summary, id3Overrides_) && (record.Flags & kOpenReadTags)) {
-      record.TagData = fileEngine_.TagBlock().data();
-      record.TagDataBytes = std::uint32_t(fileEngine_.TagBlock().size());
+    if (engine.ReadIDTags(summary, id3Overrides_) && (record.Flags & kOpenReadTags)) {
+      record.TagData = engine.TagBlock().data();
+      record.TagDataBytes = std::uint32_t(engine.TagBlock().size());
     }
   }
   if (record.Flags & kOpenProperties) {
-    if (fileEngine_.FillAudioProps(ignoreRegistrySettings_) && !fileEngine_.PropBlock().empty()) {
-      record.PropData = fileEngine_.PropBlock().data();
-      record.PropDataBytes = std::uint32_t(fileEngine_.PropBlock().size());
+    if (engine.FillAudioProps(ignoreRegistrySettings_) && !engine.PropBlock().empty()) {
+      record.PropData = engine.PropBlock().data();
+      record.PropDataBytes = std::uint32_t(engine.PropBlock().size());
     }
   }
   if (record.Flags & (kOpenPrepareDecode | kOpenAudioInfo)) {
     scope.Line(u"Writing Audio Information");
-    if (!fileEngine_.FillAudioInfo(record)) return 0;
+    if (!engine.FillAudioInfo(record)) return 0;
     scope.Line(u"Written Audio Information");
   }
   if (record.Flags & kOpenPrepareDecode) {
     scope.Line(u"Preparing to Decode");
-    if (!fileEngine_.PrepareToDecodeAudio(record.Format)) return 0;
+    if (!engine.PrepareToDecodeAudio(record.Format)) return 0;
     scope.Line(u"Prepared Decoding");
   }
   return scope.Ok();
@@ -81,16 +99,17 @@ int clDecoder_Wave::Open(OpenRecord& record) {
 int clDecoder_Wave::Close(std::int64_t argument) {
   TraceScope scope(context_, "clDecoder_Wave::Close");
   fileEngine_.Close(argument);
+  streamEngine_.Close(argument);
   CloseSource();
   scope.Ok();
   return 1;
 }
 
-int clDecoder_Wave::DecodeBlock(AudioBlock& block) { return fileEngine_.DecodeBlock(block) ? 1 : 0; }
+int clDecoder_Wave::DecodeBlock(AudioBlock& block) { return Engine().DecodeBlock(block) ? 1 : 0; }
 
 int clDecoder_Wave::SetPosition(std::int64_t block) {
   TraceScope scope(context_, "clDecoder_Wave::SetPosition");
-  if (!fileEngine_.SetPosition(std::uint64_t(block))) return 0;
+  if (!Engine().SetPosition(std::uint64_t(block))) return 0;
   scope.Ok();
   return 1;
 }
@@ -145,6 +164,11 @@ int clDecoder_Wave::Set(const char16_t* key, SetRecord& record) {
   if (k == u"TIT1OptionOverride") {
     id3Overrides_.tit1Style = record.Value > 1;
     return 0;
+  }
+  // The stream's time-out in seconds, for the next open of an address; 0 or less: the default.
+  if (k == u"Stream Timeout") {
+    timeoutSeconds_ = record.Value;
+    return 1;
   }
   if (k == u"Set Decode Range") {
     rangeStart_ = record.RangeStart;

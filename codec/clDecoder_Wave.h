@@ -6,8 +6,11 @@
 #include <string>
 
 #include "WavePlugin.h"
+#include "codec/NetWaveStream.h"
 #include "io/XFile.h"
+#include "net/NetStream.h"
 #include "wave/clWaveDecoder_Wave.h"
+#include "wave/clsStreamingwavedecoder_Wave.h"
 
 class clDecoder_Wave {
  public:
@@ -26,19 +29,29 @@ class clDecoder_Wave {
   bool IgnoreRegistrySettings() const { return ignoreRegistrySettings_; }
 
  private:
-  // Opens a local file, or refuses an HTTP(S) address (no network source in this build).
+  // Opens a local file, or an HTTP(S) address as a stream, which selects the streaming engine.
   bool OpenSource(std::u16string_view name);
   void CloseSource();
+  // The engine the source selected.
+  WaveEngine& Engine();
+  // The stream's reply, traced when it could not be opened.
+  std::u16string SourceError() const;
   // The host's zero-separated list of tag names; false when it does not end within the bound.
   static bool ReadNameList(const char16_t* names, TagList& out);
 
-  // The media source.
+  // The media source: a local file, or a network stream with its time-out and user agent.
   XFile file_;
   std::u16string name_;
+  NetStream stream_;
+  NetWaveStream streamReader_{stream_};
+  std::int32_t timeoutSeconds_ = 0;
+  std::u16string userAgent_ = u"Quaverlane";
+  std::u16string contentType_;
   bool streaming_ = false;
 
   TraceContext context_{};
   clWaveDecoder_Wave fileEngine_;
+  clsStreamingwavedecoder_Wave streamEngine_;
   std::int64_t rangeStart_ = 0;
   std::int64_t rangeEnd_ = -1;
   std::u16string text_[3];  // what Get returned last, per result slot

@@ -52,25 +52,25 @@ bool ReadFileIntoMemory(std::vector<std::uint8_t>& buffer, std::uint64_t count, 
   return true;
 }
 
-bool ReadTagChunks(clRIFFHandler& riff, TagList& tags, const TraceContext& log, const ID3v2ReadOptions& id3Options,
-                   int albumOption, TagChunkInfo& info) {
+bool ReadTagChunks(std::span<const ChunkRef> chunks, const ChunkBytes& bytes, TagList& tags, const TraceContext& log,
+                   const ID3v2ReadOptions& id3Options, int albumOption, TagChunkInfo& info) {
   tags.Clear();
   info = TagChunkInfo{};
   std::vector<std::uint8_t> buffer;
 
   // ID3v2 wins over LIST and bext wherever it stands.
-  for (std::size_t i = 0; i < riff.ChunkCount(); ++i) {
-    const RIFFChunkInfo chunk = riff.Chunk(i);
-    if (!IsId3Chunk(chunk.ChunkID) || chunk.DataSize == 0) continue;
+  for (std::size_t i = 0; i < chunks.size(); ++i) {
+    const ChunkRef& chunk = chunks[i];
+    if (!IsId3Chunk(chunk.id) || chunk.size == 0) continue;
     if (info.id3Index < 0) info.id3Index = int(i);
-    if (!ReadChunk(riff, chunk, buffer, log)) continue;
+    if (!bytes(i, buffer)) continue;
     TagList found;
     try {
       const std::int64_t size = ReadID3v2(buffer, found, id3Options);
       // A tag that claims more than its chunk holds is not trusted at all.
-      if (size > std::int64_t(chunk.DataSize)) {
-        TraceInformation(u"ID3v2 tag of " + ToText(size) + u" bytes does not fit its chunk of " +
-                             ToTextU(chunk.DataSize) + u" bytes; its tags are ignored.",
+      if (size > std::int64_t(chunk.size)) {
+        TraceInformation(u"ID3v2 tag of " + ToText(size) + u" bytes does not fit its chunk of " + ToTextU(chunk.size) +
+                             u" bytes; its tags are ignored.",
                          log, kReadTags);
         continue;
       }
@@ -83,13 +83,12 @@ bool ReadTagChunks(clRIFFHandler& riff, TagList& tags, const TraceContext& log, 
   }
 
   // LIST and bext: the one that stands first in the file wins between them.
-  for (std::size_t i = 0; i < riff.ChunkCount(); ++i) {
-    const RIFFChunkInfo chunk = riff.Chunk(i);
-    if (chunk.DataSize == 0) continue;
-    const bool isList = FourCCMatches(chunk.ChunkID, "LIST", true);
-    const bool isBext = FourCCMatches(chunk.ChunkID, "bext", true);
-    if (!isList && !isBext) continue;
-    if (!ReadChunk(riff, chunk, buffer, log)) continue;
+  for (std::size_t i = 0; i < chunks.size(); ++i) {
+    const ChunkRef& chunk = chunks[i];
+    if (chunk.size == 0) continue;
+    const bool isList = FourCCMatches(chunk.id, "LIST", true);
+    const bool isBext = FourCCMatches(chunk.id, "bext", true);
+    if ((!isList && !isBext) || !bytes(i, buffer)) continue;
     TagList found;
     if (isList) {
       if (!clRIFFLISTChunk::IsInfoList(buffer)) continue;  // 'adtl' and other lists are not tags
@@ -107,6 +106,17 @@ bool ReadTagChunks(clRIFFHandler& riff, TagList& tags, const TraceContext& log, 
     MergeFirstWins(tags, found);
   }
   return true;
+}
+
+bool ReadTagChunks(clRIFFHandler& riff, TagList& tags, const TraceContext& log, const ID3v2ReadOptions& id3Options,
+                   int albumOption, TagChunkInfo& info) {
+  std::vector<ChunkRef> chunks;
+  chunks.reserve(riff.ChunkCount());
+  for (std::size_t i = 0; i < riff.ChunkCount(); ++i) chunks.push_back({riff.Chunk(i).ChunkID, riff.Chunk(i).DataSize});
+  const ChunkBytes bytes = [&](std::size_t index, std::vector<std::uint8_t>& data) {
+    return ReadChunk(riff, riff.Chunk(index), data, log);
+  };
+  return ReadTagChunks(chunks, bytes, tags, log, id3Options, albumOption, info);
 }
 
 void AddRiffChunkTags(clRIFFHandler& riff, TagList& tags, const TraceContext& log, const TagChunkInfo& info) {

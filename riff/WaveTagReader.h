@@ -4,6 +4,8 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -25,7 +27,18 @@ struct TagChunkInfo {
 // Seeks to `position` and reads exactly `count` bytes into `buffer`.
 bool ReadFileIntoMemory(std::vector<std::uint8_t>& buffer, std::uint64_t count, std::uint64_t position, XFile& file,
                         const TraceContext& log);
-// Fills `tags` from the ID3v2, LIST/INFO and bext chunks of the scanned file.
+// A chunk as the tag reader sees it: its identifier and size, in file order.
+struct ChunkRef {
+  std::uint32_t id = 0;
+  std::uint64_t size = 0;
+};
+// Gives the data of the chunk at an index of the list; false when it cannot be had.
+using ChunkBytes = std::function<bool(std::size_t index, std::vector<std::uint8_t>& data)>;
+
+// Fills `tags` from the ID3v2, LIST/INFO and bext chunks of a list, whatever holds their bytes.
+bool ReadTagChunks(std::span<const ChunkRef> chunks, const ChunkBytes& bytes, TagList& tags, const TraceContext& log,
+                   const ID3v2ReadOptions& id3Options, int albumOption, TagChunkInfo& info);
+// The same for the chunks of a scanned file.
 bool ReadTagChunks(clRIFFHandler& riff, TagList& tags, const TraceContext& log, const ID3v2ReadOptions& id3Options,
                    int albumOption, TagChunkInfo& info);
 // Appends a "_riff_" binary tag for every chunk that is not a tag or bookkeeping chunk.

@@ -133,7 +133,7 @@ bool WaveEngine::PrepareToDecodeAudio(std::uint8_t (&format)[40]) {
   const ByteRange range = DecodeRange();
   readPosition_ = range.start;
   bytesRemaining_ = range.length;
-  if (!SeekSource(readPosition_)) return scope.Error(u"Error SetPosition returned false.");
+  if (!StartSource(readPosition_)) return scope.Error(u"Error SetPosition returned false.");
   if (external_ && !InitializeExternalDecoder()) return false;
 
   uncompressed_.CopyTo(format);

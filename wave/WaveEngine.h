@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "WavePlugin.h"
+#include "tags/TagID3v2.h"
 #include "tags/TagList.h"
 #include "wave/ACMDecoder.h"
 #include "wave/AudioBuffer.h"
@@ -48,6 +49,9 @@ class WaveEngine {
 
   // Finds the format and the audio and builds the on-file and uncompressed formats, once per open.
   virtual bool PullOutFMTnDATA() = 0;
+  // Fills the tag list and the summary text; TagBlock() is the flat block.
+  // `id3Options` carries the host's TPE2/TIT1 overrides.
+  virtual bool ReadIDTags(std::u16string& summary, const ID3v2ReadOptions& id3Options) = 0;
   // Builds the property list as a flat tag block.
   bool FillAudioProps(bool ignoreRegistrySettings);
   // Format, bit rate, length and data size for the host.
@@ -85,6 +89,8 @@ class WaveEngine {
   virtual std::int64_t ReadSource(void* buffer, std::int64_t count) = 0;
   // Moves the source to an absolute position; false when there is no source or it cannot move.
   virtual bool SeekSource(std::int64_t position) = 0;
+  // Brings the source to the start of the decode range before decoding; a seek unless the engine knows better.
+  virtual bool StartSource(std::int64_t position) { return SeekSource(position); }
   // Refuses a format the engine cannot decode (the file engine checks channels and bit depth).
   virtual bool CheckDecodable(const TraceScope&) { return true; }
   // True when a short read is the end of audio of unknown length rather than damage.

@@ -21,7 +21,7 @@ class clWaveDecoder_Wave : public WaveEngine {
   bool PullOutFMTnDATA() override;
   // Fills the tag list and the summary text; TagBlock() is the flat block.
   // `id3Options` carries the host's TPE2/TIT1 overrides.
-  bool ReadIDTags(std::u16string& summary, const ID3v2ReadOptions& id3Options);
+  bool ReadIDTags(std::u16string& summary, const ID3v2ReadOptions& id3Options) override;
 
   // Writes the host's flat tag block into a named file (no open needed): bext, then LIST and ID3v2.
   bool WriteIDTags(const char16_t* fileName, const std::uint8_t* tagData, std::int32_t tagBytes,

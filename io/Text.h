@@ -29,6 +29,13 @@ constexpr char16_t FoldAscii(char16_t c) { return c >= u'A' && c <= u'Z' ? char1
 // Three-way comparison of two names after ASCII folding.
 int CompareFolded(std::u16string_view a, std::u16string_view b);
 inline bool EqualsFolded(std::u16string_view a, std::u16string_view b) { return CompareFolded(a, b) == 0; }
+// The same against ASCII text (table names), without widening it first.
+inline bool EqualsFolded(std::u16string_view a, std::string_view ascii) {
+  if (a.size() != ascii.size()) return false;
+  for (std::size_t i = 0; i < a.size(); ++i)
+    if (FoldAscii(a[i]) != FoldAscii(char16_t(std::uint8_t(ascii[i])))) return false;
+  return true;
+}
 bool StartsWithFolded(std::u16string_view text, std::u16string_view prefix);
 // Lower-cases 'A'..'Z' of an 8-bit string.
 std::string LowerAscii(std::string_view text);

@@ -62,7 +62,7 @@ bool ReadTagChunks(std::span<const ChunkRef> chunks, const ChunkBytes& bytes, Ta
   for (std::size_t i = 0; i < chunks.size(); ++i) {
     const ChunkRef& chunk = chunks[i];
     if (!IsId3Chunk(chunk.id) || chunk.size == 0) continue;
-    if (info.id3Index < 0) info.id3Index = int(i);
+    (info.id3Index < 0 ? info.id3Index : info.moreId3.emplace_back()) = int(i);
     if (!bytes(i, buffer)) continue;
     TagList found;
     try {
@@ -94,7 +94,7 @@ bool ReadTagChunks(std::span<const ChunkRef> chunks, const ChunkBytes& bytes, Ta
       if (!clRIFFLISTChunk::IsInfoList(buffer)) continue;  // 'adtl' and other lists are not tags
       clRIFFLISTChunk list;
       list.InitFrom(buffer, found, log, albumOption);  // a partial decode keeps what came before the damage
-      if (info.listIndex < 0) info.listIndex = int(i);
+      (info.listIndex < 0 ? info.listIndex : info.moreLists.emplace_back()) = int(i);
       if (!found.empty()) info.fromList = true;
     } else {
       if (info.bextIndex < 0) info.bextIndex = int(i);

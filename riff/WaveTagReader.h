@@ -17,8 +17,10 @@
 
 // Which chunks delivered tags, and where the tag chunks stand (-1: none).
 struct TagChunkInfo {
-  int listIndex = -1;  // the INFO list
+  int listIndex = -1;  // the INFO list whose tags win
   int id3Index = -1;
+  // Further INFO lists and ID3v2 chunks, as some programs append instead of replacing.
+  std::vector<int> moreLists, moreId3;
   int bextIndex = -1;
   bool fromList = false, fromId3 = false, fromBext = false;
   std::uint16_t bextVersion = 0;

@@ -114,6 +114,19 @@ bool HasBextField(const TagList& tags) {
     if (clRIFFBEXTChunk::IsBextTagName(tags[i].name) && !tags[i].value.empty()) return true;
   return false;
 }
+
+// Some programs append a second INFO list or ID3v2 chunk instead of replacing
+// the first; its tags took part in the reading, and other programs would show
+// its stale values, so it goes. In place: padding never moves the audio.
+bool RemoveDuplicates(clRIFFHandler& riff, const TagChunkInfo& info, const TagWriteSettings& settings) {
+  std::vector<const RIFFChunkInfo*> extra;
+  for (const std::vector<int>* indexes : {&info.moreLists, &info.moreId3})
+    for (const int index : *indexes) extra.push_back(&riff.Chunk(std::size_t(index)));
+  const PaddingType padding = settings.padding == PaddingType::None ? PaddingType::Junk : settings.padding;
+  for (const RIFFChunkInfo* chunk : extra)
+    if (!riff.RemoveChunk(riff.IndexOf(chunk), padding)) return false;
+  return true;
+}
 }  // namespace
 
 TagList CompleteTags(const TagList& given, const TagList& fromFile, bool deleteNamed) {
@@ -163,8 +176,8 @@ bool WriteTagChunks(std::u16string_view path, const TagList& given, TagWriteMode
   const RIFFChunkInfo* list = info.listIndex >= 0 ? &riff.Chunk(std::size_t(info.listIndex)) : nullptr;
   const RIFFChunkInfo* id3 = info.id3Index >= 0 ? &riff.Chunk(std::size_t(info.id3Index)) : nullptr;
 
-  bool ok = true;
-  if (mode.deleteAll) {
+  bool ok = RemoveDuplicates(riff, info, settings);
+  if (ok && mode.deleteAll) {
     if (list) ok = riff.RemoveChunk(riff.IndexOf(list), settings.padding);
     if (ok && id3) ok = riff.RemoveChunk(riff.IndexOf(id3), settings.padding);
     if (!ok || !edit.Commit()) return false;

@@ -108,7 +108,7 @@ class clRIFFHandler : public XFile {
   void CheckLayout(const TraceScope& scope);
   // Starts working on a temporary copy of the file.
   bool BeginRewrite();
-  // Makes the edits durable: flushes an edit in place, or renames the temporary copy over the file.
+  // Ends the edits: an edit in place is done; a temporary copy is flushed and renamed over the file.
   bool CommitEdits();
   bool WriteChunkHeader(const TraceScope& scope, const RIFFChunkInfo& chunk);
   bool WriteContainerHeader(const TraceScope& scope);
@@ -150,6 +150,7 @@ class clRIFFHandler : public XFile {
 
   XFile rewrite_;
   bool rewriting_ = false;
+  bool unflushed_ = false;  // bytes written that no header leads to yet
 };
 
 // One edit of a file as a transaction: Commit makes the edits the file's

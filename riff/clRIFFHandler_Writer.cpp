@@ -133,6 +133,7 @@ bool clRIFFHandler::WriteThisCompleteChunk(int index, std::span<const std::uint8
   record.HeaderDirty = true;
   currentChunk_ = &record;
   CalcAllChunks();
+  unflushed_ = true;
   if (!WriteAt(Out(), record.ChunkPosition, chunk, log_, kWriteChunk)) return false;
   if (chunk.size() & 1) {
     const std::uint8_t pad = 0;
@@ -179,8 +180,11 @@ bool clRIFFHandler::WriteContainerHeader(const TraceScope& scope) {
 }
 
 bool clRIFFHandler::Barrier() {
-  // Only a file others can read needs the order kept on the device; the copy is nobody's until it is renamed.
-  if (rewriting_ || Flush()) return true;
+  // Only a file others can read needs the order kept on the device (the copy
+  // is nobody's until it is renamed), and only bytes a header will lead to.
+  if (rewriting_ || !unflushed_) return true;
+  unflushed_ = false;
+  if (Flush()) return true;
   return TraceFailure(u"Error cannot flush '" + path() + u"' to disk. (Win:" + ToTextU(LastError()) + u")");
 }
 
@@ -256,6 +260,7 @@ bool clRIFFHandler::WriteDs64() {
     w.U32(High32(v));
   }
   w.U32(0);  // no table: no chunk but 'data' outgrows 32 bits
+  unflushed_ = true;
   if (!WriteAt(Out(), ds64->ChunkPosition, bytes, log_, kDs64)) return false;
   if (!WriteZeros(Out(), ds64->FileDataPosition + kDs64Size, ds64->DataSize - kDs64Size, log_, kDs64)) return false;
   ds64RiffSize_ = riffSize_;
@@ -363,7 +368,8 @@ bool clRIFFHandler::BeginRewrite() {
 }
 
 bool clRIFFHandler::CommitEdits() {
-  if (!rewriting_) return Flush() || TraceFailure(u"Error cannot flush '" + path() + u"' to disk.");
+  // An edit in place is in order on the device header by header; the copy is flushed before its rename.
+  if (!rewriting_) return true;
   rewriting_ = false;
   Close();  // the rename cannot replace a file that is still open
   rewrite_.SetCommit(true);
@@ -419,6 +425,7 @@ bool clRIFFHandler::AppendChunk(std::span<const std::uint8_t> chunk, std::uint64
     // bytes alone move back, in place, to open a gap at the end of the area
     // for the new chunk. The last chunk is whole then, pad byte included.
     const std::uint64_t end = riffSize_ + 8;
+    unflushed_ = true;
     if (!Out().OpenUp(std::int64_t(end), std::int64_t(kChunkHeaderSize + Padded(chunk.size() - kChunkHeaderSize)))) {
       TraceError(u"Error writing to file, disk full?", log_, kInsert);
       return false;
@@ -441,6 +448,7 @@ bool clRIFFHandler::AppendChunk(std::span<const std::uint8_t> chunk, std::uint64
     }
     if (last.DataSize & 1) {
       const std::array<std::uint8_t, 1> pad{};
+      unflushed_ = true;
       if (!WriteAt(Out(), last.FileDataPosition + last.DataSize, pad, log_, kInsert)) return false;
     }
   }
@@ -459,6 +467,7 @@ bool clRIFFHandler::WriteIntoPadding(std::size_t index, std::span<const std::uin
   // Data and the remaining padding's header first, inside the old padding, where readers do not look.
   std::vector<std::uint8_t> body(chunk.begin() + kChunkHeaderSize, chunk.end());
   if (dataSize & 1) body.push_back(0);
+  unflushed_ = true;
   if (!WriteAt(out, position + kChunkHeaderSize, body, log_, kInsert)) return false;
   if (room > need && !WriteAt(out, position + need, Header(paddingId, room - need - kChunkHeaderSize), log_, kInsert))
     return false;
@@ -534,6 +543,7 @@ bool clRIFFHandler::ReplaceInRoom(std::size_t index, std::span<const std::uint8_
     return false;
   std::vector<std::uint8_t> body(chunk.begin() + kChunkHeaderSize, chunk.end());
   if (dataSize & 1) body.push_back(0);
+  unflushed_ = true;
   if (!WriteAt(out, position + kChunkHeaderSize, body, log_, kReplace)) return false;
   if (!Barrier() || !WriteAt(out, position, Header(IdOf(chunk), dataSize), log_, kReplace)) return false;
   // What the old chunk held and the padding now covers is cleared: a deleted tag leaves no trace.

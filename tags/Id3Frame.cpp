@@ -14,13 +14,15 @@ struct IdPair {
   std::string_view v23;
 };
 
-constexpr std::array<IdPair, 33> kV22Ids = {{
+// The date and time that complete a year (TDA, TIM) are converted too, so that
+// a 2.2 date reads back whole as a 2.3 one does.
+constexpr std::array<IdPair, 35> kV22Ids = {{
     {"TT1", "TIT1"}, {"TT2", "TIT2"}, {"TT3", "TIT3"}, {"TP1", "TPE1"}, {"TP2", "TPE2"}, {"TP3", "TPE3"},
     {"TP4", "TPE4"}, {"TCM", "TCOM"}, {"TXT", "TEXT"}, {"TLA", "TLAN"}, {"TCO", "TCON"}, {"TAL", "TALB"},
     {"TRK", "TRCK"}, {"TRC", "TSRC"}, {"TYE", "TYER"}, {"TBP", "TBPM"}, {"TCR", "TCOP"}, {"TPB", "TPUB"},
     {"TEN", "TENC"}, {"TSS", "TSSE"}, {"TOA", "TOPE"}, {"TXX", "TXXX"}, {"TPA", "TPOS"}, {"WAF", "WOAF"},
     {"WAR", "WOAR"}, {"WAS", "WOAS"}, {"WCP", "WCOP"}, {"WCM", "WCOM"}, {"WPB", "WPUB"}, {"WXX", "WXXX"},
-    {"COM", "COMM"}, {"PIC", "APIC"}, {"TCP", "TCMP"},
+    {"COM", "COMM"}, {"PIC", "APIC"}, {"TCP", "TCMP"}, {"TDA", "TDAT"}, {"TIM", "TIME"},
 }};
 
 // "infromation" and "ComposerSort" are the names other parts of the program

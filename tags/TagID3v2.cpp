@@ -91,7 +91,7 @@ class FrameCollector {
     std::string_view id;
     Handler handler;
   };
-  static const std::array<Special, 8> kSpecial;
+  static const std::array<Special, 10> kSpecial;
 
   std::optional<std::string_view> TextName(std::string_view id) const;
   // The frame's text values: every zero-separated string from 2.4 on, only
@@ -110,6 +110,10 @@ class FrameCollector {
   void Rating(const Frame& frame, ByteReader& r);
   void Picture(const Frame& frame, ByteReader& r);
   void CdToc(const Frame& frame, ByteReader& r);
+  void DayMonth(const Frame& frame, ByteReader& r);
+  void HourMinute(const Frame& frame, ByteReader& r);
+  // Before 2.4 a year frame holds the year alone and TDAT and TIME the rest of the date.
+  void CompleteYear(std::map<std::string, std::vector<std::string>>& values) const;
 
   struct PictureEntry {
     std::u16string name;
@@ -121,9 +125,10 @@ class FrameCollector {
   std::map<std::string, std::vector<std::string>> values_;  // by UTF-8 name, in byte order
   std::vector<PictureEntry> pictures_;
   std::optional<std::vector<std::uint8_t>> cdtoc_;
+  std::optional<std::string> dayMonth_, hourMinute_;  // TDAT "DDMM", TIME "HHMM"
 };
 
-const std::array<FrameCollector::Special, 8> FrameCollector::kSpecial = {{
+const std::array<FrameCollector::Special, 10> FrameCollector::kSpecial = {{
     {"TXXX", &FrameCollector::UserText},
     {"WXXX", &FrameCollector::UserUrl},
     {"COMM", &FrameCollector::Comment},
@@ -132,6 +137,8 @@ const std::array<FrameCollector::Special, 8> FrameCollector::kSpecial = {{
     {"POPM", &FrameCollector::Rating},
     {"APIC", &FrameCollector::Picture},
     {"MCDI", &FrameCollector::CdToc},
+    {"TDAT", &FrameCollector::DayMonth},
+    {"TIME", &FrameCollector::HourMinute},
 }};
 
 void FrameCollector::Add(const Frame& frame) {
@@ -279,10 +286,41 @@ void FrameCollector::CdToc(const Frame& frame, ByteReader&) {
   if (!cdtoc_ && !frame.body.empty()) cdtoc_ = frame.body;
 }
 
+// Four digits, or nothing.
+std::optional<std::string> FourDigits(ByteReader& r) {
+  TextEncoding encoding{};
+  if (!id3parser::ReadEncoding(r, encoding)) return std::nullopt;
+  TextReader text(r, encoding);
+  const std::string value = text.Next();
+  if (value.size() != 4 || !std::all_of(value.begin(), value.end(), [](char c) { return c >= '0' && c <= '9'; }))
+    return std::nullopt;
+  return value;
+}
+
+void FrameCollector::DayMonth(const Frame&, ByteReader& r) {
+  if (!dayMonth_) dayMonth_ = FourDigits(r);
+}
+
+void FrameCollector::HourMinute(const Frame&, ByteReader& r) {
+  if (!hourMinute_) hourMinute_ = FourDigits(r);
+}
+
+void FrameCollector::CompleteYear(std::map<std::string, std::vector<std::string>>& values) const {
+  const auto year = values.find("Year");
+  if (major_ >= 4 || !dayMonth_ || year == values.end() || year->second.empty()) return;
+  std::string& date = year->second.front();
+  if (date.size() != 4 || !std::all_of(date.begin(), date.end(), [](char c) { return c >= '0' && c <= '9'; })) return;
+  const std::string& dm = *dayMonth_;
+  date += "-" + dm.substr(2, 2) + "-" + dm.substr(0, 2);
+  if (hourMinute_) date += "T" + hourMinute_->substr(0, 2) + ":" + hourMinute_->substr(2, 2);
+}
+
 void FrameCollector::AppendTo(TagList& out) const {
   TagList list;
   if (options_.reportVersion) list.AddTag(u"TagVersion", u"ID3v2." + ToText(major_));
-  for (const auto& [name, values] : values_) {
+  std::map<std::string, std::vector<std::string>> byName = values_;
+  CompleteYear(byName);
+  for (const auto& [name, values] : byName) {
     if (name.starts_with('_') || values.empty()) continue;
     std::string joined = values.front();
     for (std::size_t i = 1; i < values.size(); ++i) joined += '\r' + values[i];

@@ -106,7 +106,7 @@ constexpr std::size_t kFieldDigits = 2;
 
 std::optional<std::string_view> FindId(std::span<const id3parser::FrameName> table, std::u16string_view name) {
   for (const id3parser::FrameName& entry : table) {
-    if (EqualsFolded(name, Widen(entry.name))) return entry.id;
+    if (EqualsFolded(name, entry.name)) return entry.id;
   }
   return std::nullopt;
 }
@@ -432,9 +432,12 @@ void TagRenderer::EmitGenre(Bytes& out, const std::vector<std::u16string>& value
 }
 
 // 2.4 takes dates whole. Before it the year frame holds four digits and the
-// day, month and time go into TDAT and TIME (the original release year has
-// no such companions); "WriteFullDateInYearTag" keeps the whole date in the
-// year frame instead, and a frame holds one date, the first.
+// day, month and time go into TDAT and TIME (hours and minutes), which is
+// done for the dates those three frames carry exactly; any other date (a year
+// and month, a time with seconds, blanks between the fields) and the original
+// release year, which has no such companions, stay whole in the year frame,
+// so that every date comes back as it was written. "WriteFullDateInYearTag"
+// keeps every date whole; a frame holds one date, the first.
 void TagRenderer::EmitDate(Bytes& out, const Pending& p) const {
   std::vector<std::u16string> values;
   for (const std::u16string& value : p.values) {
@@ -448,9 +451,9 @@ void TagRenderer::EmitDate(Bytes& out, const Pending& p) const {
   if (major_ == 4) return EmitText(out, p.target.id, nullptr, values);
   const bool year = p.target.kind == Kind::Year;
   const std::u16string& date = values.front();
-  if (s_.fullDateInYear || !IsDate(date)) return EmitText(out, year ? "TYER" : "TORY", nullptr, {date});
-  EmitText(out, year ? "TYER" : "TORY", nullptr, {date.substr(0, kYearDigits)});
-  if (!year || date.size() < kDayAt + kFieldDigits) return;
+  const bool splits = MatchesForm(date, u"####-##-##") || MatchesForm(date, u"####-##-##T##:##");
+  if (!year || s_.fullDateInYear || !splits) return EmitText(out, year ? "TYER" : "TORY", nullptr, {date});
+  EmitText(out, "TYER", nullptr, {date.substr(0, kYearDigits)});
   EmitText(out, "TDAT", nullptr, {date.substr(kDayAt, kFieldDigits) + date.substr(kMonthAt, kFieldDigits)});
   if (date.size() < kMinuteAt + kFieldDigits) return;
   EmitText(out, "TIME", nullptr, {date.substr(kHourAt, kFieldDigits) + date.substr(kMinuteAt, kFieldDigits)});

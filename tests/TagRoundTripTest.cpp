@@ -1,0 +1,247 @@
+// Writing one tag changes that tag and nothing else: every tag the reader can
+// produce, under every combination of the tagging settings, written back
+// unchanged reads back unchanged, and every chunk that holds no tags keeps its
+// bytes.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <map>
+
+#include "PluginHarness.h"
+#include "TagChunkBuilders.h"
+#include "TagSettingsSandbox.h"
+#include "host/TagBlock.h"
+#include "io/Text.h"
+#include "riff/clRIFFHandler.h"
+#include "tags/Id3Frame.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+using Tags = std::map<std::u16string, std::pair<std::u16string, Bytes>>;  // by name: value and data
+
+const Bytes kAudio = Noise(4000, 3);
+const Bytes kPng = Bytes{0x89, 'P', 'N', 'G', 0x0D, 0x0A, 0x1A, 0x0A} + Noise(300, 4);
+const Bytes kJpeg = Bytes{0xFF, 0xD8, 0xFF, 0xE0} + Noise(200, 5);
+const Bytes kCdToc = {0x00, 0x1A, 0x01, 0x02, 0x00, 0x10, 0x01, 0x00, 0x00, 0x00, 0x00, 0x96, 0x00, 0x10,
+                      0x02, 0x00, 0x00, 0x00, 0x3A, 0x98, 0x00, 0x10, 0xAA, 0x00, 0x00, 0x00, 0x6D, 0x60};
+
+// Every tag the readers produce: each frame of the ID3v2 table, the frames
+// with their own handling, pictures, the CD table of contents, artists by the
+// slash rule, ReplayGain, a cue sheet and a log, every INFO identifier and
+// every bext field. Values hold text beyond ISO-8859-1 where a frame can.
+std::vector<HostTag> EveryTag(std::u16string_view date) {
+  std::vector<HostTag> tags;
+  auto add = [&](std::u16string name, std::u16string value, Bytes data = {}) {
+    tags.push_back({std::move(name), std::move(value), std::move(data)});
+  };
+  int n = 0;
+  for (const auto& frame : id3parser::TextFrameNames()) {
+    const std::u16string name = Widen(frame.name);
+    if (name == u"Year" || name == u"Original release year" || name == u"Artist" || name == u"Album Artist") continue;
+    add(name, u"Text " + ToText(++n) + u" \u00e9\u4e2d");
+  }
+  for (const auto& frame : id3parser::UrlFrameNames()) add(Widen(frame.name), u"http://example.com/" + ToText(++n));
+  for (const auto& frame : id3parser::RoleListFrameNames()) add(Widen(frame.name), u"Role " + ToText(++n));
+  // Values the reader produces: several artists, or one whose name holds a slash
+  // (the slash rule joins a name back only when it is the whole value).
+  add(u"Artist", u"Someone \u00c5\rSomeone Else");
+  add(u"Album Artist", u"AC/DC");
+  add(u"Year", std::u16string(date));
+  add(u"Original release year", std::u16string(date));
+  add(u"Genre", u"Rock\rJazz");
+  add(u"Comment", u"A comment \u263a");
+  add(u"Lyrics", u"Line one\nline two");
+  add(u"User defined URL link", u"http://example.com/user");
+  add(u"Rating", u"196");
+  add(u"My Own Field", u"Mine \u00df");
+  add(u"replaygain_track_gain", u"-6.50 dB");
+  add(u"replaygain_track_peak", u"0.988");
+  add(u"replaygain_album_gain", u"-7.25 dB");
+  add(u"replaygain_album_peak", u"0.999");
+  add(u"CUESHEET", u"FILE \"a.wav\" WAVE\r\n  TRACK 01 AUDIO\r\n    INDEX 01 00:00:00");
+  add(u"EACLOG", u"Exact log");
+  add(u"_albumart_1_Front Album Cover<subdesc>Sleeve \u00e9", u"", kPng);
+  add(u"_albumart_2_Back Album Cover", u"", kJpeg);
+  add(u"_albumart_3_Undefined<subdesc>Extra", u"", kPng);
+  add(u"_cdtoc", u"", kCdToc);
+  for (const char16_t* name :
+       {u"Sound Scheme Title", u"Archival Location", u"Commissioned", u"Cropped", u"Dimensions", u"DPI", u"Engineer",
+        u"Keywords", u"Lightness", u"Medium", u"Palette Setting", u"Subject", u"Sharpness", u"Technician", u"Location",
+        u"URL", u"Version", u"WAVELIST-IXYZ"})
+    add(name, std::u16string(u"Info ") + name);
+  for (const char16_t* name : {u"Description", u"Originator", u"OrigReference"})
+    add(name, std::u16string(u"Bext ") + name);
+  add(u"OrigDate", u"2021-03-04");
+  add(u"OrigTime", u"05:06:07");
+  add(u"TimeReference", u"123456789012");
+  add(u"CodingHistory", u"A=PCM,F=44100,W=16,M=stereo");
+  return tags;
+}
+
+// The chunks that are not tags, with their bytes, in file order.
+std::vector<std::pair<std::string, Bytes>> OtherChunks(const fs::path& file) {
+  std::vector<std::pair<std::string, Bytes>> out;
+  clRIFFHandler riff;
+  if (!riff.OpenRead(file.u16string()) || !riff.Initialize(riff.handle(), TraceContext{})) return out;
+  for (std::size_t i = 0; i < riff.ChunkCount(); ++i) {
+    const RIFFChunkInfo& c = riff.Chunk(i);
+    std::string id(4, ' ');
+    for (int k = 0; k < 4; ++k) id[std::size_t(k)] = char(c.ChunkID >> (8 * k));
+    Bytes bytes(std::size_t(c.DataSize));
+    riff.Seek(std::int64_t(c.FileDataPosition));
+    riff.Read(bytes.data(), std::int64_t(bytes.size()));
+    if (id == "id3 " || id == "JUNK" || id == "PAD " ||
+        (id == "LIST" && bytes.size() >= 4 && Bytes(bytes.begin(), bytes.begin() + 4) == Bytes{'I', 'N', 'F', 'O'}))
+      continue;
+    out.emplace_back(id, bytes);
+  }
+  return out;
+}
+
+class TagRoundTrip : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    p = &LoadedPlugin();
+    decoder = p->Create(&cap.context());
+  }
+  void TearDown() override { p->Destroy(decoder); }
+
+  int Write(const fs::path& file, const std::vector<HostTag>& tags) {
+    const Bytes block = BuildTagBlock(tags);
+    const std::u16string name = file.u16string();
+    SetRecord r{};
+    r.FileName = W(name);
+    r.TagData = block.data();
+    r.Value = std::int32_t(block.size());
+    return p->Set(decoder, W(u"IDTags"), &r);
+  }
+  // The tags as the host receives them, less the chunks offered as "_riff_" tags.
+  Tags Read(const fs::path& file) {
+    const std::u16string name = file.u16string();
+    OpenRecord record{};
+    record.FileName = W(name);
+    record.Flags = kOpenReadTags;
+    Tags out;
+    if (p->Open(decoder, &record))
+      for (const HostTag& t : ParseTagBlock(record.TagData, record.TagDataBytes))
+        if (!t.name.starts_with(u"_riff_")) out[t.name] = {t.value, t.data};
+    p->Close(decoder, 0);
+    return out;
+  }
+  static std::vector<HostTag> AsHostTags(const Tags& tags) {
+    std::vector<HostTag> out;
+    for (const auto& [name, entry] : tags) out.push_back({name, entry.first, entry.second});
+    return out;
+  }
+
+  TagSettingsSandbox settings;
+  TraceCapture cap;
+  Plugin* p = nullptr;
+  void* decoder = nullptr;
+};
+
+std::string Describe(const Tags& want, const Tags& got) {
+  std::string out;
+  for (const auto& [name, entry] : want) {
+    const auto it = got.find(name);
+    if (it == got.end())
+      out += "  missing " + WideToUtf8(name) + "\n";
+    else if (it->second != entry)
+      out += "  changed " + WideToUtf8(name) + ": '" + WideToUtf8(entry.first) + "' -> '" +
+             WideToUtf8(it->second.first) + "'\n";
+  }
+  for (const auto& [name, entry] : got)
+    if (!want.count(name)) out += "  extra " + WideToUtf8(name) + " = '" + WideToUtf8(entry.first) + "'\n";
+  return out;
+}
+}  // namespace
+
+// Every tag comes through the first write under every setting: ID3v2 wins
+// over LIST on reading and carries everything, in every version (a 2.2 tag
+// carries the frames it has no identifier for in TXX frames named after the
+// tag) and every encoding (text that ISO-8859-1 cannot hold goes in Unicode
+// whatever the choice). Written back unchanged, nothing changes; one changed
+// tag changes that tag alone. Chunks without tags keep their bytes throughout.
+TEST_F(TagRoundTrip, EveryTagUnderEverySettingComesBackUnchanged) {
+  const Bytes file = WavBuilder()
+                         .Fmt(PcmFormat(1, 2, 44100, 16))
+                         .Chunk("cue ", Noise(28, 9))
+                         .Data(kAudio)
+                         .Chunk("smpl", Noise(60, 10))
+                         .Build();
+  const std::vector<HostTag> written = EveryTag(u"2004-05-28T15:30");
+  Tags everything;
+  for (const HostTag& t : written) everything[t.name] = {t.value, t.data};
+  TempDir dir;
+  int combinations = 0;
+  for (std::uint32_t version : {0, 1, 2})
+    for (std::uint32_t unicode : {0, 1})
+      for (std::uint32_t album : {0, 1})
+        for (std::uint32_t track : {0, 1, 2})
+          for (std::uint32_t position : {0, 1})
+            for (std::uint32_t paddingType : {0, 1, 2})
+              for (std::uint32_t paddingSize : {0, 1, 2, 3, 4}) {
+                const std::uint32_t values[] = {version, unicode, album, track, position, paddingType, paddingSize};
+                const char16_t* names[] = {
+                    u"WaveID3v2Version", u"WaveID3v2UnicodeEncode", u"WaveLISTAlbum",      u"WaveLISTTrack",
+                    u"WaveLISTPos",      u"WaveLISTPadding",        u"WaveLISTPaddingSize"};
+                for (int i = 0; i < 7; ++i) settings.Set(names[i], values[i]);
+                SCOPED_TRACE(testing::Message() << "settings " << version << unicode << album << track << position
+                                                << paddingType << paddingSize);
+                ++combinations;
+                const fs::path path = dir.Write("t.wav", file);
+                const auto others = OtherChunks(path);
+                ASSERT_EQ(Write(path, written), 1) << cap.TraceUtf8();
+                const Tags first = Read(path);
+                ASSERT_EQ(first, everything) << Describe(everything, first);
+                const auto tagged = OtherChunks(path);  // the new bext chunk among them
+
+                ASSERT_EQ(Write(path, AsHostTags(first)), 1);
+                ASSERT_EQ(Read(path), first) << Describe(first, Read(path));
+                ASSERT_EQ(OtherChunks(path), tagged);
+
+                Tags changed = first;
+                changed[u"Title"].first = u"Changed \u00e8";
+                ASSERT_EQ(Write(path, {{u"Title", u"Changed \u00e8", {}}}), 1);
+                ASSERT_EQ(Read(path), changed) << Describe(changed, Read(path));
+                ASSERT_EQ(OtherChunks(path), tagged);
+                for (std::size_t i = 0; i < others.size(); ++i)
+                  ASSERT_TRUE(std::find(tagged.begin(), tagged.end(), others[i]) != tagged.end()) << others[i].first;
+              }
+  EXPECT_EQ(combinations, 3 * 2 * 2 * 3 * 2 * 3 * 5);
+}
+
+// Every date form comes back as it was written, in every version and encoding.
+TEST_F(TagRoundTrip, DatesComeBackInTheirForm) {
+  const Bytes file = WavBuilder().Fmt(PcmFormat(1, 2, 44100, 16)).Data(kAudio).Build();
+  TempDir dir;
+  for (std::uint32_t version : {0, 1, 2})
+    for (std::uint32_t unicode : {0, 1}) {
+      settings.Set(u"WaveID3v2Version", version);
+      settings.Set(u"WaveID3v2UnicodeEncode", unicode);
+      for (const char16_t* date : {u"2004", u"2004-05", u"2004-05-28", u"2004-05-28T15", u"2004-05-28T15:30",
+                                   u"2004-05-28T15:30:45", u"2004 05 28", u"circa 1970"}) {
+        SCOPED_TRACE(testing::Message() << version << unicode << " " << WideToUtf8(date));
+        const fs::path path = dir.Write("d.wav", file);
+        ASSERT_EQ(Write(path, {{u"Year", date, {}}, {u"Original release year", date, {}}}), 1);
+        // Only the title is written next: the date must survive a write that did not name it.
+        ASSERT_EQ(Write(path, {{u"Title", u"t", {}}}), 1);
+        const Tags read = Read(path);
+        EXPECT_EQ(read.at(u"Year").first, date);
+        EXPECT_EQ(read.at(u"Original release year").first, date);
+      }
+    }
+}
+
+// An INFO list keeps its text in the ANSI code page: what that cannot hold
+// becomes its replacement character when LIST is the only tag written.
+TEST_F(TagRoundTrip, InfoOnlyFilesHoldAnsiText) {
+  settings.Set(u"WaveTagDefault", 1);
+  TempDir dir;
+  const fs::path path = dir.Write("i.wav", WavBuilder().Fmt(PcmFormat(1, 2, 44100, 16)).Data(kAudio).Build());
+  ASSERT_EQ(Write(path, {{u"Title", u"Caf\u00e9 \u4e2d", {}}, {u"Year", u"2004-05-28", {}}}), 1);
+  const Tags read = Read(path);
+  EXPECT_EQ(read.at(u"Title").first, u"Caf\u00e9 ?");
+  EXPECT_EQ(read.at(u"Year").first, u"2004-05-28");
+}

@@ -79,8 +79,9 @@ std::vector<HostTag> EveryTag(std::u16string_view date) {
   return tags;
 }
 
-// The chunks that are not tags, with their bytes, in file order.
-std::vector<std::pair<std::string, Bytes>> OtherChunks(const fs::path& file) {
+// The chunks that are not tags, with their bytes, in file order ('bext' among them unless left out).
+using Chunks = std::vector<std::pair<std::string, Bytes>>;
+Chunks OtherChunks(const fs::path& file, bool withBext = true) {
   std::vector<std::pair<std::string, Bytes>> out;
   clRIFFHandler riff;
   if (!riff.OpenRead(file.u16string()) || !riff.Initialize(riff.handle(), TraceContext{})) return out;
@@ -91,7 +92,7 @@ std::vector<std::pair<std::string, Bytes>> OtherChunks(const fs::path& file) {
     Bytes bytes(std::size_t(c.DataSize));
     riff.Seek(std::int64_t(c.FileDataPosition));
     riff.Read(bytes.data(), std::int64_t(bytes.size()));
-    if (id == "id3 " || id == "JUNK" || id == "PAD " ||
+    if (id == "id3 " || id == "JUNK" || id == "PAD " || (id == "bext" && !withBext) ||
         (id == "LIST" && bytes.size() >= 4 && Bytes(bytes.begin(), bytes.begin() + 4) == Bytes{'I', 'N', 'F', 'O'}))
       continue;
     out.emplace_back(id, bytes);
@@ -140,6 +141,15 @@ class TagRoundTrip : public ::testing::Test {
   Plugin* p = nullptr;
   void* decoder = nullptr;
 };
+
+// Which chunks differ, for failure messages.
+std::string Differ(const Chunks& want, const Chunks& got) {
+  std::string out;
+  for (std::size_t i = 0; i < std::max(want.size(), got.size()); ++i)
+    if (i >= want.size() || i >= got.size() || want[i] != got[i])
+      out += " '" + (i < want.size() ? want[i].first : "") + "'/'" + (i < got.size() ? got[i].first : "") + "'";
+  return out;
+}
 
 std::string Describe(const Tags& want, const Tags& got) {
   std::string out;
@@ -199,13 +209,13 @@ TEST_F(TagRoundTrip, EveryTagUnderEverySettingComesBackUnchanged) {
 
                 ASSERT_EQ(Write(path, AsHostTags(first)), 1);
                 ASSERT_EQ(Read(path), first) << Describe(first, Read(path));
-                ASSERT_EQ(OtherChunks(path), tagged);
+                ASSERT_TRUE(OtherChunks(path) == tagged) << Differ(tagged, OtherChunks(path));
 
                 Tags changed = first;
                 changed[u"Title"].first = u"Changed \u00e8";
                 ASSERT_EQ(Write(path, {{u"Title", u"Changed \u00e8", {}}}), 1);
                 ASSERT_EQ(Read(path), changed) << Describe(changed, Read(path));
-                ASSERT_EQ(OtherChunks(path), tagged);
+                ASSERT_TRUE(OtherChunks(path) == tagged) << Differ(tagged, OtherChunks(path));
                 for (std::size_t i = 0; i < others.size(); ++i)
                   ASSERT_TRUE(std::find(tagged.begin(), tagged.end(), others[i]) != tagged.end()) << others[i].first;
               }
@@ -244,4 +254,58 @@ TEST_F(TagRoundTrip, InfoOnlyFilesHoldAnsiText) {
   const Tags read = Read(path);
   EXPECT_EQ(read.at(u"Title").first, u"Caf\u00e9 ?");
   EXPECT_EQ(read.at(u"Year").first, u"2004-05-28");
+}
+
+// Chunks that recorders, editors and samplers write, shaped as their files
+// have them, before and after the audio: a tag write and a delete-all leave
+// every one of them byte for byte, and the bext chunk's version, UMID and
+// loudness fields with them.
+TEST_F(TagRoundTrip, RecorderChunksSurviveWritesAndDeletes) {
+  auto text = [](const std::string& s) { return Bytes(s.begin(), s.end()); };
+  Bytes bextV2 = BextRecord("Scene 4 take 2", 2, 0x5A);
+  for (std::size_t i = 412; i < 422; ++i) bextV2[i] = std::uint8_t(i);  // loudness values
+  const Bytes adtl = text("adtl") + text("labl") + Bytes{9, 0, 0, 0, 1, 0, 0, 0, 'I', 'n', 't', 'r', 'o', 0} + Bytes{0};
+  const Bytes cue =
+      Bytes{1, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 'd', 'a', 't', 'a', 0, 0, 0, 0, 0, 0, 0, 0, 0x40, 0x1F, 0, 0};
+  const std::vector<std::pair<const char*, Bytes>> layouts[] = {
+      {{"bext", BextRecord("Field recorder", 1, 0xA5) + text("A=PCM,F=48000,W=24,M=mono\r\n")},
+       {"iXML", text("<?xml version=\"1.0\"?><BWFXML><PROJECT>Doc</PROJECT><SCENE>4</SCENE></BWFXML>")},
+       {"fmt ", PcmFormat(1, 1, 48000, 24)},
+       {"data", kAudio},
+       {"cue ", cue},
+       {"LIST", adtl}},
+      {{"fmt ", PcmFormat(1, 2, 44100, 16)},
+       {"bext", bextV2},
+       {"axml", text("<ebuCoreMain><coreMetadata><title>Clip</title></coreMetadata></ebuCoreMain>")},
+       {"data", kAudio},
+       {"smpl", Noise(60, 21)},
+       {"inst", Bytes{60, 0, 0, 0, 127, 1, 127}},
+       {"acid", Noise(24, 22)}},
+  };
+  TempDir dir;
+  for (const auto& layout : layouts) {
+    WavBuilder builder;
+    for (const auto& [id, data] : layout) builder.Chunk(id, data);
+    const fs::path path = dir.Write("r.wav", builder.Build());
+    const Chunks others = OtherChunks(path, false);
+    Bytes bext;
+    for (const auto& [id, data] : layout)
+      if (std::string(id) == "bext") bext = data;
+    for (int step = 0; step < 2; ++step) {
+      SCOPED_TRACE(step == 0 ? "written" : "deleted");
+      ASSERT_EQ(step == 0 ? Write(path, EveryTag(u"2020-01-02")) : p->DeleteATag(decoder, W(path.u16string()), nullptr),
+                1)
+          << cap.TraceUtf8();
+      EXPECT_TRUE(OtherChunks(path, false) == others) << Differ(others, OtherChunks(path, false));
+      // The fields that are no tags stay as the recorder wrote them.
+      clRIFFHandler riff;
+      ASSERT_TRUE(riff.OpenRead(path.u16string()) && riff.Initialize(riff.handle(), TraceContext{}));
+      const RIFFChunkInfo* chunk = riff.FindChunk("bext");
+      ASSERT_TRUE(chunk);
+      Bytes now(std::size_t(chunk->DataSize));
+      riff.Seek(std::int64_t(chunk->FileDataPosition));
+      riff.Read(now.data(), std::int64_t(now.size()));
+      EXPECT_TRUE(std::equal(bext.begin() + 346, bext.begin() + 602, now.begin() + 346));
+    }
+  }
 }

@@ -1,10 +1,13 @@
 #include "codec/Trace.h"
 
+#include <algorithm>
+
 #include "io/Text.h"
 
 namespace {
 // Process-wide, shared by every decoder object, changed only under the lock.
-std::u16string g_indent;
+// The indentation is kept as its width: only a line that is written needs its blanks.
+std::size_t g_indent = 0;
 bool g_lineStart = false;
 
 bool IsInvalid(std::uint64_t handle) { return handle == 0 || handle == ~std::uint64_t{0}; }
@@ -13,16 +16,25 @@ struct LockGuard {
   LockGuard() { trace_platform::Lock(); }
   ~LockGuard() { trace_platform::Unlock(); }
 };
+
+// Appends one piece (prefix, text, and for a line's end the function name and CR LF) to out.
+void AppendPiece(std::u16string& out, std::u16string_view text, const char* functionName, bool endLine) {
+  out.append(text);
+  if (!endLine) return;
+  if (functionName) {
+    // The names are this library's own, all ASCII, which the ANSI code page widens unit for unit.
+    out.append(u"  [");
+    for (const char* c = functionName; *c; ++c) out.push_back(char16_t(std::uint8_t(*c)));
+    out.append(u"]");
+  }
+  out.append(u"\r\n");
+}
 }  // namespace
 
 std::u16string FormatTraceLine(std::u16string_view prefix, std::u16string_view text, const char* functionName,
                                bool endLine) {
-  std::u16string piece;
-  piece.reserve(prefix.size() + text.size() + 64);
-  piece.append(prefix).append(text);
-  if (!endLine) return piece;
-  if (functionName) piece.append(u"  [").append(AnsiToWide(functionName)).append(u"]");
-  piece.append(u"\r\n");
+  std::u16string piece(prefix);
+  AppendPiece(piece, text, functionName, endLine);
   return piece;
 }
 
@@ -33,29 +45,32 @@ void WriteTraceText(std::uint64_t handle, std::u16string_view text) {
 
 void Trace(std::u16string_view text, const TraceContext& context, const char* functionName, bool endLine,
            const char16_t* prefix) {
+  // One piece buffer per thread, kept between pieces: writing costs the blanks, not a new string.
+  thread_local std::u16string piece;
   LockGuard lock;
-  if (text.starts_with(kExitMarker)) {
-    for (int i = 0; i < 2 && !g_indent.empty(); ++i) g_indent.pop_back();
+  if (text.starts_with(kExitMarker)) g_indent -= std::min<std::size_t>(g_indent, 2);
+  if (!IsInvalid(context.Trace)) {
+    piece.clear();
+    if (prefix)
+      piece.append(prefix);
+    else if (g_lineStart)
+      piece.append(g_indent, u' ');
+    AppendPiece(piece, text, functionName, endLine);
+    trace_platform::Write(context.Trace, piece.data(), piece.size());
   }
-  std::u16string_view chosen = prefix ? std::u16string_view(prefix) : g_lineStart ? g_indent : std::u16string_view();
-  WriteTraceText(context.Trace, FormatTraceLine(chosen, text, functionName, endLine));
-  if (text.starts_with(kEnterMarker)) {
-    if (g_indent.capacity() < g_indent.size() + 2) g_indent.reserve(g_indent.size() + 25);
-    g_indent.append(u"  ");
-  }
+  if (text.starts_with(kEnterMarker)) g_indent += 2;
   g_lineStart = endLine;
 }
 
 void TraceError(std::u16string_view text, const TraceContext& context, const char* functionName) {
-  const std::u16string prefix(kErrorPrefix);
-  Trace(text, context, functionName, true, prefix.c_str());
-  WriteTraceText(context.Error, FormatTraceLine({}, text, functionName, true));
+  Trace(text, context, functionName, true, kErrorPrefix.data());
+  if (!IsInvalid(context.Error)) WriteTraceText(context.Error, FormatTraceLine({}, text, functionName, true));
 }
 
 void TraceInformation(std::u16string_view text, const TraceContext& context, const char* functionName) {
-  const std::u16string prefix(kInformationPrefix);
-  Trace(text, context, functionName, true, prefix.c_str());
-  WriteTraceText(context.Information, FormatTraceLine({}, text, functionName, true));
+  Trace(text, context, functionName, true, kInformationPrefix.data());
+  if (!IsInvalid(context.Information))
+    WriteTraceText(context.Information, FormatTraceLine({}, text, functionName, true));
 }
 
 TraceScope::TraceScope(const TraceContext& context, const char* function) : context_(context), function_(function) {
@@ -78,6 +93,6 @@ void TraceScope::Line(std::u16string_view text) const { Trace(text, context_, nu
 #ifdef WAVE_TEST_SEAMS
 void trace_testing::ResetIndentation() {
   LockGuard lock;
-  g_indent.clear();
+  g_indent = 0;
 }
 #endif

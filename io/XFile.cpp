@@ -155,6 +155,8 @@ void XFile::DiscardRewrite() {
 namespace {
 // Big enough that moving a long tail costs few calls, small enough to stay off the heap's large-block path.
 constexpr std::int64_t kMoveBlock = 1 << 20;
+// A whole copy through memory goes in large pieces: the system's own read-ahead and write-behind keep up.
+constexpr std::int64_t kCopyBlock = std::int64_t(8) << 20;
 }  // namespace
 
 bool XFile::OpenUp(std::int64_t position, std::int64_t amount) {
@@ -185,4 +187,16 @@ bool XFile::CloseUp(std::int64_t position, std::int64_t amount) {
     from += n;
   }
   return SetSize(size - amount);
+}
+
+bool XFile::CopyThroughBuffer(XFile& source, std::int64_t from, std::int64_t count, std::int64_t at) {
+  if (count <= 0) return count == 0;
+  std::vector<std::uint8_t> block(std::size_t(std::min(kCopyBlock, count)));
+  if (!source.Seek(from) || !Seek(at)) return false;
+  while (count > 0) {
+    const std::int64_t n = std::min<std::int64_t>(count, std::int64_t(block.size()));
+    if (source.Read(block.data(), n) != n || !Write(block.data(), n)) return false;
+    count -= n;
+  }
+  return true;
 }

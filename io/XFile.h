@@ -81,6 +81,9 @@ class XFile {
   bool SetSize(std::int64_t length);
   // Renames this object's path to `to`, replacing an existing file; path() keeps the old name.
   bool Rename(std::u16string_view to);
+  // Copies count bytes at `from` of source to `at` of this file, by the fastest way the
+  // system offers (in the kernel where it can); false when they do not all arrive.
+  bool CopyFrom(XFile& source, std::int64_t from, std::int64_t count, std::int64_t at);
   // Moves everything from position to the end back by amount bytes, last block first;
   // the gap keeps its old bytes. Only for files nobody else relies on while it runs.
   bool OpenUp(std::int64_t position, std::int64_t amount);
@@ -119,6 +122,8 @@ class XFile {
 
  private:
   bool OpenWithRetry(std::u16string_view path, std::uint32_t access);
+  // CopyFrom through a buffer of our own, where the system has no better way.
+  bool CopyThroughBuffer(XFile& source, std::int64_t from, std::int64_t count, std::int64_t at);
   // One CreateFileW-like attempt; sets handle_, owns_, lastError_.
   bool Attempt(std::u16string_view path, std::uint32_t access, std::uint32_t disposition);
   // Milliseconds of a monotonic clock, and a sleep of the calling thread.

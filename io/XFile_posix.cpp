@@ -329,3 +329,25 @@ bool XFile::SyncDirectoryOf(std::u16string_view path) {
   ::close(fd);
   return ok;
 }
+
+bool XFile::CopyFrom(XFile& source, std::int64_t from, std::int64_t count, std::int64_t at) {
+  // In the kernel, without a trip through our memory, where the file system allows it.
+  off_t in = off_t(from), out = off_t(at);
+  while (count > 0) {
+    if (FileFaultHits(FileOp::Read) || FileFaultHits(FileOp::Write)) {
+      lastError_ = kErrorInjectedFault;
+      return false;
+    }
+    const ssize_t n = ::copy_file_range(Descriptor(source.handle_), &in, Descriptor(handle_), &out,
+                                        std::size_t(std::min<std::int64_t>(count, kMaxPiece)), 0);
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0 && (errno == EXDEV || errno == ENOSYS || errno == EINVAL || errno == EOPNOTSUPP))
+      return CopyThroughBuffer(source, std::int64_t(in), count, std::int64_t(out));
+    if (n <= 0) {
+      lastError_ = n < 0 ? WindowsError(errno) : kErrorHandleEof;
+      return false;
+    }
+    count -= n;
+  }
+  return true;
+}

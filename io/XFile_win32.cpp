@@ -280,3 +280,7 @@ bool XFile::CopyAccessFrom(XFile& original) {
 
 // NTFS journals its directory entries, and the rename itself was written through.
 bool XFile::SyncDirectoryOf(std::u16string_view) { return true; }
+
+bool XFile::CopyFrom(XFile& source, std::int64_t from, std::int64_t count, std::int64_t at) {
+  return CopyThroughBuffer(source, from, count, at);
+}

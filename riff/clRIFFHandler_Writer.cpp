@@ -32,7 +32,6 @@ constexpr std::uint32_t kDefaultPadding = 2048;
 constexpr std::uint32_t kMinPadding = 256;
 constexpr std::uint64_t kDs64ChunkTotal = clRIFFHandler::kChunkHeaderSize + clRIFFHandler::kDs64Size;
 constexpr std::uint64_t kLimit32 = 0xFFFFFFFFu;
-constexpr std::size_t kCopyBlock = std::size_t(4) << 20;
 constexpr std::size_t kZeroBlock = 65536;
 
 constexpr std::uint32_t kJunk = MakeFourCC("JUNK");
@@ -79,19 +78,6 @@ bool WriteZeros(XFile& out, std::uint64_t position, std::uint64_t count, const T
     if (!WriteAt(out, position, std::span(zeros).first(n), log, function)) return false;
     position += n;
     count -= n;
-  }
-  return true;
-}
-
-// Copies [from, to) of `in` to `at` in `out`.
-bool CopyRange(XFile& in, std::uint64_t from, std::uint64_t to, XFile& out, std::uint64_t at,
-               std::vector<std::uint8_t>& buffer) {
-  if (from >= to) return true;
-  if (!in.Seek(std::int64_t(from)) || !out.Seek(std::int64_t(at))) return false;
-  for (std::uint64_t left = to - from; left > 0;) {
-    const auto n = std::int64_t(std::min<std::uint64_t>(left, buffer.size()));
-    if (in.Read(buffer.data(), n) != n || !out.Write(buffer.data(), n)) return false;
-    left -= std::uint64_t(n);
   }
   return true;
 }
@@ -323,9 +309,8 @@ bool clRIFFHandler::Splice(std::uint64_t from, std::uint64_t to, std::uint64_t g
   const std::uint64_t end = size < 0 ? 0 : std::uint64_t(size);
   from = std::min(from, end);
   to = std::clamp(to, from, end);
-  std::vector<std::uint8_t> buffer(std::size_t(std::min<std::uint64_t>(kCopyBlock, std::max<std::uint64_t>(end, 1))));
-  if (size < 0 || !CopyRange(*this, 0, from, rewrite_, 0, buffer) ||
-      !CopyRange(*this, to, end, rewrite_, from + gap, buffer)) {
+  if (size < 0 || !rewrite_.CopyFrom(*this, 0, std::int64_t(from), 0) ||
+      !rewrite_.CopyFrom(*this, std::int64_t(to), std::int64_t(end - to), std::int64_t(from + gap))) {
     TraceError(u"Error writing to file, disk full?", log_, kRewrite);
     DiscardEdits();
     return false;

@@ -1,4 +1,5 @@
 #include <curl/curl.h>
+#include <dlfcn.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -16,14 +17,56 @@ constexpr long kReceiveBuffer = 64 * 1024;
 // The longest single wait in curl_multi_poll, so that libcurl's own timers run.
 constexpr int kPollMs = 1000;
 
-// libcurl must be set up once before any handle exists, and before 7.84 not concurrently.
-bool CurlReady() {
-  static const bool ready = curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
-  return ready;
+// libcurl is loaded with the first network address: opening local files,
+// which is most of what a host does, never pays for loading it and the
+// libraries it needs. It must be set up once before any handle exists.
+struct CurlApi {
+  bool ready = false;
+  decltype(&curl_global_init) global_init = nullptr;
+  decltype(&curl_easy_init) easy_init = nullptr;
+  decltype(&curl_easy_cleanup) easy_cleanup = nullptr;
+  decltype(&curl_easy_setopt) easy_setopt = nullptr;
+  decltype(&curl_easy_pause) easy_pause = nullptr;
+  decltype(&curl_easy_strerror) easy_strerror = nullptr;
+  decltype(&curl_multi_init) multi_init = nullptr;
+  decltype(&curl_multi_cleanup) multi_cleanup = nullptr;
+  decltype(&curl_multi_add_handle) multi_add_handle = nullptr;
+  decltype(&curl_multi_remove_handle) multi_remove_handle = nullptr;
+  decltype(&curl_multi_perform) multi_perform = nullptr;
+  decltype(&curl_multi_poll) multi_poll = nullptr;
+  decltype(&curl_multi_info_read) multi_info_read = nullptr;
+  decltype(&curl_multi_strerror) multi_strerror = nullptr;
+};
+
+template <typename Function>
+bool Resolve(void* library, Function& function, const char* name) {
+  function = reinterpret_cast<Function>(dlsym(library, name));
+  return function != nullptr;
+}
+
+const CurlApi& Curl() {
+  static const CurlApi api = [] {
+    CurlApi a;
+    void* library = dlopen("libcurl.so.4", RTLD_NOW | RTLD_LOCAL);
+    const bool found =
+        library && Resolve(library, a.global_init, "curl_global_init") &&
+        Resolve(library, a.easy_init, "curl_easy_init") && Resolve(library, a.easy_cleanup, "curl_easy_cleanup") &&
+        Resolve(library, a.easy_setopt, "curl_easy_setopt") && Resolve(library, a.easy_pause, "curl_easy_pause") &&
+        Resolve(library, a.easy_strerror, "curl_easy_strerror") && Resolve(library, a.multi_init, "curl_multi_init") &&
+        Resolve(library, a.multi_cleanup, "curl_multi_cleanup") &&
+        Resolve(library, a.multi_add_handle, "curl_multi_add_handle") &&
+        Resolve(library, a.multi_remove_handle, "curl_multi_remove_handle") &&
+        Resolve(library, a.multi_perform, "curl_multi_perform") && Resolve(library, a.multi_poll, "curl_multi_poll") &&
+        Resolve(library, a.multi_info_read, "curl_multi_info_read") &&
+        Resolve(library, a.multi_strerror, "curl_multi_strerror");
+    a.ready = found && a.global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
+    return a;
+  }();
+  return api;
 }
 
 std::u16string CurlText(CURLcode code, const char* detail) {
-  const std::string general = curl_easy_strerror(code);
+  const std::string general = Curl().easy_strerror(code);
   std::u16string text = u"curl error " + ToText(code) + u": " + Utf8ToWide(general);
   if (detail != nullptr && *detail != '\0' && general != detail) text += u" (" + Utf8ToWide(detail) + u")";
   return text;
@@ -38,7 +81,7 @@ bool IsInterim(std::string_view head) {
 }  // namespace
 
 struct NetStream::Connection {
-  CURLM* multi = curl_multi_init();
+  CURLM* multi = Curl().multi_init();
   CURL* easy = nullptr;
   char error[CURL_ERROR_SIZE] = {};
   std::string head;
@@ -53,13 +96,13 @@ struct NetStream::Connection {
 
   ~Connection() {
     End();
-    curl_multi_cleanup(multi);
+    Curl().multi_cleanup(multi);
   }
 
   void End() {
     if (easy != nullptr) {
-      curl_multi_remove_handle(multi, easy);
-      curl_easy_cleanup(easy);
+      Curl().multi_remove_handle(multi, easy);
+      Curl().easy_cleanup(easy);
     }
     easy = nullptr;
     error[0] = '\0';
@@ -100,14 +143,14 @@ struct NetStream::Connection {
   // One round of the transfer; true when something happened that was not a wait.
   void Perform() {
     int running = 0;
-    const CURLMcode code = curl_multi_perform(multi, &running);
+    const CURLMcode code = Curl().multi_perform(multi, &running);
     if (code != CURLM_OK) {
       done = true;
       result = CURLE_RECV_ERROR;
-      std::strncpy(error, curl_multi_strerror(code), sizeof error - 1);
+      std::strncpy(error, Curl().multi_strerror(code), sizeof error - 1);
     }
     int left = 0;
-    while (CURLMsg* message = curl_multi_info_read(multi, &left)) {
+    while (CURLMsg* message = Curl().multi_info_read(multi, &left)) {
       if (message->msg != CURLMSG_DONE) continue;
       done = true;
       result = message->data.result;
@@ -117,45 +160,45 @@ struct NetStream::Connection {
   // Runs the transfer until `until` holds or the transfer ends; libcurl's time-outs bound every wait.
   template <typename Until>
   void Run(Until until) {
-    for (Perform(); !done && !until(); Perform()) curl_multi_poll(multi, nullptr, 0, kPollMs, nullptr);
+    for (Perform(); !done && !until(); Perform()) Curl().multi_poll(multi, nullptr, 0, kPollMs, nullptr);
   }
 };
 
 void NetStream::ConnectionDeleter::operator()(Connection* connection) const { delete connection; }
 
 bool NetStream::Connect(std::int64_t from) {
-  if (!CurlReady()) return Fail(u"curl_global_init failed");
+  if (!Curl().ready) return Fail(u"libcurl (libcurl.so.4) cannot be loaded or set up");
   if (!connection_) connection_.reset(new Connection);
   Connection& c = *connection_;
   c.End();
-  c.easy = curl_easy_init();
+  c.easy = Curl().easy_init();
   if (c.multi == nullptr || c.easy == nullptr) return Fail(u"curl_easy_init failed");
   const std::string url = WideToUtf8(url_);
   const long timeout = timeoutSeconds_;
   CURL* e = c.easy;
-  curl_easy_setopt(e, CURLOPT_URL, url.c_str());
-  curl_easy_setopt(e, CURLOPT_PROTOCOLS_STR, "http,https");
-  curl_easy_setopt(e, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
-  curl_easy_setopt(e, CURLOPT_FOLLOWLOCATION, 1L);
-  curl_easy_setopt(e, CURLOPT_MAXREDIRS, kMaxRedirects);
-  curl_easy_setopt(e, CURLOPT_NOSIGNAL, 1L);
-  curl_easy_setopt(e, CURLOPT_CONNECTTIMEOUT, timeout);
+  Curl().easy_setopt(e, CURLOPT_URL, url.c_str());
+  Curl().easy_setopt(e, CURLOPT_PROTOCOLS_STR, "http,https");
+  Curl().easy_setopt(e, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+  Curl().easy_setopt(e, CURLOPT_FOLLOWLOCATION, 1L);
+  Curl().easy_setopt(e, CURLOPT_MAXREDIRS, kMaxRedirects);
+  Curl().easy_setopt(e, CURLOPT_NOSIGNAL, 1L);
+  Curl().easy_setopt(e, CURLOPT_CONNECTTIMEOUT, timeout);
   // A stall: less than one byte a second for the whole time-out, headers or body alike.
-  curl_easy_setopt(e, CURLOPT_LOW_SPEED_LIMIT, 1L);
-  curl_easy_setopt(e, CURLOPT_LOW_SPEED_TIME, timeout);
-  curl_easy_setopt(e, CURLOPT_BUFFERSIZE, kReceiveBuffer);
-  curl_easy_setopt(e, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
-  curl_easy_setopt(e, CURLOPT_ERRORBUFFER, c.error);
-  curl_easy_setopt(e, CURLOPT_HEADERFUNCTION, &Connection::OnHeader);
-  curl_easy_setopt(e, CURLOPT_HEADERDATA, &c);
-  curl_easy_setopt(e, CURLOPT_WRITEFUNCTION, &Connection::OnBody);
-  curl_easy_setopt(e, CURLOPT_WRITEDATA, &c);
-  if (!userAgent_.empty()) curl_easy_setopt(e, CURLOPT_USERAGENT, WideToUtf8(userAgent_).c_str());
-  if (from > 0) curl_easy_setopt(e, CURLOPT_RANGE, (std::to_string(from) + "-").c_str());
+  Curl().easy_setopt(e, CURLOPT_LOW_SPEED_LIMIT, 1L);
+  Curl().easy_setopt(e, CURLOPT_LOW_SPEED_TIME, timeout);
+  Curl().easy_setopt(e, CURLOPT_BUFFERSIZE, kReceiveBuffer);
+  Curl().easy_setopt(e, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+  Curl().easy_setopt(e, CURLOPT_ERRORBUFFER, c.error);
+  Curl().easy_setopt(e, CURLOPT_HEADERFUNCTION, &Connection::OnHeader);
+  Curl().easy_setopt(e, CURLOPT_HEADERDATA, &c);
+  Curl().easy_setopt(e, CURLOPT_WRITEFUNCTION, &Connection::OnBody);
+  Curl().easy_setopt(e, CURLOPT_WRITEDATA, &c);
+  if (!userAgent_.empty()) Curl().easy_setopt(e, CURLOPT_USERAGENT, WideToUtf8(userAgent_).c_str());
+  if (from > 0) Curl().easy_setopt(e, CURLOPT_RANGE, (std::to_string(from) + "-").c_str());
   // As the curl tool does, so that a private CA can be trusted without turning checks off.
   if (const char* bundle = std::getenv("CURL_CA_BUNDLE"); bundle != nullptr && *bundle != '\0')
-    curl_easy_setopt(e, CURLOPT_CAINFO, bundle);
-  curl_multi_add_handle(c.multi, e);
+    Curl().easy_setopt(e, CURLOPT_CAINFO, bundle);
+  Curl().multi_add_handle(c.multi, e);
 
   c.Run([&] { return c.headDone; });
   // A finished transfer whose last head looked like a redirect was not followed: that head is the reply.
@@ -173,7 +216,7 @@ NetStream::Fill NetStream::Receive() {
   if (c.paused) {
     // Hands over what was held back first, through OnBody.
     c.paused = false;
-    curl_easy_pause(c.easy, CURLPAUSE_CONT);
+    Curl().easy_pause(c.easy, CURLPAUSE_CONT);
   }
   c.Run([&] { return c.got > 0 || c.paused; });
   // Then takes what else is already there, without waiting.

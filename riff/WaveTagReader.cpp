@@ -14,10 +14,7 @@ constexpr const char* kReadFile = "clWaveDecoder_Wave::ReadFileIntoMemory";
 constexpr const char* kReadTags = "clWaveDecoder_Wave::ReadIDTags";
 
 // The first source to carry a name wins, also against a second value of the same source.
-void MergeFirstWins(TagList& into, const TagList& from) {
-  for (std::size_t i = 0; i < from.size(); ++i)
-    if (!into.FindTag(from[i].name)) into.AddTagCopy(from[i]);
-}
+void MergeFirstWins(TagList& into, TagList& from) { into.TakeEntries(std::move(from), true); }
 
 bool IsId3Chunk(std::uint32_t id) { return id == MakeFourCC("ID3 ") || id == MakeFourCC("id3 "); }
 

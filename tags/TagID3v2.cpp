@@ -83,7 +83,8 @@ class FrameCollector {
   FrameCollector(const ID3v2ReadOptions& options, int major) : options_(options), major_(major) {}
 
   void Add(const Frame& frame);
-  void AppendTo(TagList& out) const;
+  // Hands the collected entries (pictures moved, not copied) to out; the collector is spent.
+  void AppendTo(TagList& out);
 
  private:
   using Handler = void (FrameCollector::*)(const Frame&, ByteReader&);
@@ -315,7 +316,7 @@ void FrameCollector::CompleteYear(std::map<std::string, std::vector<std::string>
   if (hourMinute_) date += "T" + hourMinute_->substr(0, 2) + ":" + hourMinute_->substr(2, 2);
 }
 
-void FrameCollector::AppendTo(TagList& out) const {
+void FrameCollector::AppendTo(TagList& out) {
   TagList list;
   if (options_.reportVersion) list.AddTag(u"TagVersion", u"ID3v2." + ToText(major_));
   std::map<std::string, std::vector<std::string>> byName = values_;
@@ -326,10 +327,10 @@ void FrameCollector::AppendTo(TagList& out) const {
     for (std::size_t i = 1; i < values.size(); ++i) joined += '\r' + values[i];
     list.AddTag(Utf8ToWide(name), Utf8ToWide(joined));
   }
-  for (const PictureEntry& picture : pictures_) list.AddTag(picture.name, u"", picture.data);
+  for (PictureEntry& picture : pictures_) list.AddTag(picture.name, u"", std::move(picture.data));
   if (cdtoc_) list.AddTag(u"_cdtoc", u"", *cdtoc_);
   ApplySlashArtistRule(list);
-  for (std::size_t i = 0; i < list.size(); ++i) out.AddTagCopy(list[i]);
+  out.TakeEntries(std::move(list));
 }
 
 }  // namespace

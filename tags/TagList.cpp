@@ -67,7 +67,9 @@ void TagList::SetTagValue(std::u16string_view name, std::u16string_view value) {
   if (TagEntry* entry = FindTag(name)) entry->value = value;
 }
 
-TagEntry& TagList::AddTag(std::u16string_view name, std::u16string_view value) { return AddTag(name, value, {}); }
+TagEntry& TagList::AddTag(std::u16string_view name, std::u16string_view value) {
+  return AddTag(name, value, std::span<const std::uint8_t>());
+}
 
 TagEntry& TagList::AddTag(std::u16string_view name, std::u16string_view value, std::span<const std::uint8_t> data) {
   auto entry = std::make_unique<TagEntry>();
@@ -79,6 +81,18 @@ TagEntry& TagList::AddTag(std::u16string_view name, std::u16string_view value, s
 }
 
 TagEntry& TagList::AddTagCopy(const TagEntry& entry) { return AddTag(entry.name, entry.value, entry.data); }
+
+TagEntry& TagList::AddTag(std::u16string_view name, std::u16string_view value, std::vector<std::uint8_t>&& data) {
+  TagEntry& entry = AddTag(name, value);
+  entry.data = std::move(data);
+  return entry;
+}
+
+void TagList::TakeEntries(TagList&& other, bool firstWins) {
+  for (auto& entry : other.entries_)
+    if (!firstWins || !FindTag(entry->name)) entries_.push_back(std::move(entry));
+  other.Clear();
+}
 
 void TagList::RemoveTagAt(std::size_t index) {
   if (index >= entries_.size()) return;

@@ -34,6 +34,11 @@ class TagList {
   TagEntry& AddTag(std::u16string_view name, std::u16string_view value);
   TagEntry& AddTag(std::u16string_view name, std::u16string_view value, std::span<const std::uint8_t> data);
   TagEntry& AddTagCopy(const TagEntry& entry);
+  // Takes the data instead of copying it (a picture may be large).
+  TagEntry& AddTag(std::u16string_view name, std::u16string_view value, std::vector<std::uint8_t>&& data);
+  // Moves the other list's entries to the end of this one, in order; with firstWins only those
+  // whose names this list lacks yet (the rest are dropped). The other list is left empty.
+  void TakeEntries(TagList&& other, bool firstWins = false);
   // An index at or past the end does nothing.
   void RemoveTagAt(std::size_t index);
   void CopyTags(const TagList& other);

@@ -1,18 +1,20 @@
-#include <locale>
+#include <langinfo.h>
+#include <locale.h>
+
+#include <string>
 
 #include "io/Text.h"
 #include "wave/AudioProperties.h"
 
 // The user's locale gives the separator; numbers are grouped by thousands
-// even where the locale itself does not group (the C locale).
+// even where the locale itself does not group (the C locale). Only the
+// numeric category is loaded: the others cost far more than the answer.
 std::u16string ThousandsSeparator() {
-  char separator = ',';
-  try {
-    const std::locale user("");  // the facet lives only as long as its locale
-    const auto& punct = std::use_facet<std::numpunct<char>>(user);
-    if (!punct.grouping().empty() && punct.thousands_sep() != '\0') separator = punct.thousands_sep();
-  } catch (const std::runtime_error&) {
-    // An unknown LANG leaves the default.
+  std::string separator = ",";
+  if (const locale_t numeric = newlocale(LC_NUMERIC_MASK, "", locale_t(0))) {
+    const char* sep = nl_langinfo_l(THOUSEP, numeric);
+    if (sep && *sep) separator = sep;
+    freelocale(numeric);
   }
-  return AnsiToWide(std::string(1, separator));
+  return Utf8ToWide(separator);
 }

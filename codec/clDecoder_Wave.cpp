@@ -35,7 +35,8 @@ bool clDecoder_Wave::OpenSource(std::u16string_view name) {
     contentType_ = stream_.ContentType();
     return true;
   }
-  CloseSource();
+  // The stream keeps what was answered for the open's trace; the next open or Close ends it.
+  streaming_ = false;
   return false;
 }
 

@@ -229,6 +229,8 @@ TEST_F(StreamPlay, WalkMessagesOfAStream) {
       {"biglist.wav", WavBuilder().Fmt(fmt).Chunk("LIST", Bytes(12 << 20, 0)).Data(audio).Build(), 0,
        Line(u"Error unknown Chunk too large for streaming."), u""},
       {"fmtlate.wav", WavBuilder().Data(audio).Fmt(fmt).Build(), 0, Line(u"Error wave file has no format chunk."), u""},
+      {"riffshort.wav", WavBuilder().RiffSize(4).Fmt(fmt).Data(audio).Build(), 0,
+       Line(u"Error wave file has no format chunk."), u""},
       {"fmtsize.wav", WavBuilder().Fmt(Bytes(fmt.begin(), fmt.begin() + 12)).Data(audio).Build(), 0,
        Line(u"Error 'fmt ' chunk is a bad size."), u""},
       {"uneven.wav", WavBuilder().RiffSize(4 + 24 + 8 + 4001).Fmt(fmt).Data(audio).Trailing({0}).Build(), 1, u"",

@@ -215,38 +215,55 @@ TEST_F(StreamPlay, WalkMessagesOfAStream) {
   const Bytes fmt = PcmFormat(1, 2, 44100, 16), audio = Noise(4000, 5);
   const struct {
     const char* name;
+    const char* via;  // nginx with a length, or the scripted server's chunked reply without one
     Bytes bytes;
     int open;
     std::u16string errors, information;
   } cases[] = {
-      {"small.wav", {'R', 'I', 'F', 'F', 4, 0, 0, 0, 'W', 'A', 'V'}, 0, Line(u"Error: File too small for RIFF."), u""},
-      {"rifx.wav", WavBuilder().Container("RIFX").Fmt(fmt).Data(audio).Build(), 0,
+      {"small.wav",
+       "/",
+       {'R', 'I', 'F', 'F', 4, 0, 0, 0, 'W', 'A', 'V'},
+       0,
+       Line(u"Error: File too small for RIFF."),
+       u""},
+      {"rifx.wav", "/", WavBuilder().Container("RIFX").Fmt(fmt).Data(audio).Build(), 0,
        Line(u"Error RIFF chunk unknown 'RIFX'"), u""},
-      {"avi.wav", WavBuilder().Form("AVI ").Fmt(fmt).Data(audio).Build(), 0,
+      {"avi.wav", "/", WavBuilder().Form("AVI ").Fmt(fmt).Data(audio).Build(), 0,
        Line(u"Error RIFF form chunk unknown 'AVI '"), u""},
-      {"rf64.wav", WavBuilder().RF64(audio.size()).Fmt(fmt).Data(audio).Build(), 0,
+      {"rf64.wav", "/", WavBuilder().RF64(audio.size()).Fmt(fmt).Data(audio).Build(), 0,
        Line(u"Error RIFF chunk unknown 'RF64'"), u""},
-      {"biglist.wav", WavBuilder().Fmt(fmt).Chunk("LIST", Bytes(12 << 20, 0)).Data(audio).Build(), 0,
+      {"biglist.wav", "/", WavBuilder().Fmt(fmt).Chunk("LIST", Bytes(12 << 20, 0)).Data(audio).Build(), 0,
        Line(u"Error unknown Chunk too large for streaming."), u""},
-      {"fmtlate.wav", WavBuilder().Data(audio).Fmt(fmt).Build(), 0, Line(u"Error wave file has no format chunk."), u""},
-      {"riffshort.wav", WavBuilder().RiffSize(4).Fmt(fmt).Data(audio).Build(), 0,
+      {"fmtlate.wav", "/", WavBuilder().Data(audio).Fmt(fmt).Build(), 0, Line(u"Error wave file has no format chunk."),
+       u""},
+      {"riffshort.wav", "/", WavBuilder().RiffSize(4).Fmt(fmt).Data(audio).Build(), 0,
        Line(u"Error wave file has no format chunk."), u""},
-      {"fmtsize.wav", WavBuilder().Fmt(Bytes(fmt.begin(), fmt.begin() + 12)).Data(audio).Build(), 0,
+      {"fmtsize.wav", "/", WavBuilder().Fmt(Bytes(fmt.begin(), fmt.begin() + 12)).Data(audio).Build(), 0,
        Line(u"Error 'fmt ' chunk is a bad size."), u""},
-      {"uneven.wav", WavBuilder().RiffSize(4 + 24 + 8 + 4001).Fmt(fmt).Data(audio).Trailing({0}).Build(), 1, u"",
+      {"uneven.wav", "/", WavBuilder().RiffSize(4 + 24 + 8 + 4001).Fmt(fmt).Data(audio).Trailing({0}).Build(), 1, u"",
        Line(u"Warning: RIFF chunk has uneven databytes, is non-compliant RIFF.")},
-      {"outriff.wav", WavBuilder().RiffSize(4 + 24 + 8 + 100).Fmt(fmt).Data(audio).Build(), 1, u"",
+      {"outriff.wav", "/", WavBuilder().RiffSize(4 + 24 + 8 + 100).Fmt(fmt).Data(audio).Build(), 1, u"",
        Line(u"Warning Chunk is out of RIFF area (but still inside file).")},
-      {"cut.wav", WavBuilder().Fmt(fmt).Data(audio).TruncateTo(44 + 1000).Build(), 1,
+      {"cut.wav", "/", WavBuilder().Fmt(fmt).Data(audio).TruncateTo(44 + 1000).Build(), 1,
        Line(u"Error Chunk is out of file."), u""},
-      {"nohead.wav", WavBuilder().Fmt(fmt).Data(audio).TruncateTo(12 + 24 + 4).Build(), 1,
+      {"nohead.wav", "/", WavBuilder().Fmt(fmt).Data(audio).TruncateTo(12 + 24 + 4).Build(), 1,
        Line(u"File error reading chunk."), u""},
+      // Without a length nothing is cut short ahead: the read itself comes up short.
+      {"cutfmt.wav", "/chunked/", WavBuilder().Fmt(fmt).Data(audio).TruncateTo(12 + 8 + 10).Build(), 0,
+       Line(u"Error cannot read 'fmt ' chunk from file."), u""},
+      {"cutjunk.wav", "/chunked/",
+       WavBuilder().Fmt(fmt).Chunk("junk", Bytes(100, 1)).Data(audio).TruncateTo(12 + 24 + 8 + 50).Build(), 0,
+       Line(u"Error cannot read unknown chunk from file."), u""},
+      {"cutlist.wav", "/chunked/",
+       WavBuilder().Fmt(fmt).Chunk("LIST", InfoList({{"INAM", "cut"}})).Data(audio).TruncateTo(12 + 24 + 10).Build(), 0,
+       Line(u"Error cannot read unknown chunk from file."), u""},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     Serve(c.name, c.bytes);
     cap.Reset();
-    const Played d = Play(Url("NET_HTTP", std::string("/") + c.name), cap.context());
+    const Played d = Play(
+        Url(std::string_view(c.via) == "/" ? "NET_HTTP" : "NET_SCRIPTED", c.via + std::string(c.name)), cap.context());
     EXPECT_EQ(d.open, c.open);
     EXPECT_FALSE(d.decodeFailed);
     EXPECT_EQ(cap.Errors(), c.errors) << cap.TraceUtf8();

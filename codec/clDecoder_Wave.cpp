@@ -14,6 +14,10 @@ bool StartsWithLowered(std::u16string_view name, std::u16string_view prefix) {
     if (FoldAscii(name[i]) != prefix[i]) return false;
   return true;
 }
+
+bool IsAddress(std::u16string_view name) {
+  return StartsWithLowered(name, u"http://") || StartsWithLowered(name, u"https://");
+}
 }  // namespace
 
 std::u16string_view HostText(const char16_t* text) { return text ? std::u16string_view(text) : std::u16string_view(); }
@@ -29,13 +33,14 @@ WaveEngine& clDecoder_Wave::Engine() {
 bool clDecoder_Wave::OpenSource(std::u16string_view name) {
   CloseSource();
   name_ = name;
-  if (!StartsWithLowered(name, u"http://") && !StartsWithLowered(name, u"https://")) return file_.OpenReadMedia(name);
+  if (!IsAddress(name)) return file_.OpenReadMedia(name);
   streaming_ = true;
   if (stream_.Open(name, userAgent_, timeoutSeconds_, context_)) {
     contentType_ = stream_.ContentType();
     return true;
   }
-  CloseSource();
+  // The stream keeps what was answered for the open's trace; the next open or Close ends it.
+  streaming_ = false;
   return false;
 }
 
@@ -59,7 +64,8 @@ int clDecoder_Wave::Open(OpenRecord& record) {
   if (!OpenSource(name)) {
     // What the server or the network library answered goes before the open error.
     if (!SourceError().empty()) scope.Info(SourceError());
-    return scope.Error(XFile::OpenErrorText(name, file_.LastError())), 0;
+    // The file's system error code is left from an earlier open and means nothing for an address.
+    return scope.Error(XFile::OpenErrorText(name, IsAddress(name) ? 0 : file_.LastError())), 0;
   }
   Trace(u"Opened", context_, nullptr, true);
   scope.Line(u"Reading Audio Information");

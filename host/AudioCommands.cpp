@@ -9,6 +9,7 @@
 
 #include "host/Arguments.h"
 #include "host/Commands.h"
+#include "host/ProgressBar.h"
 #include "host/TagBlock.h"
 #include "host/TagPrint.h"
 #include "host/WavWriter.h"
@@ -46,6 +47,16 @@ std::string Digits(std::u16string_view value) {
   for (char16_t c : value)
     if (c >= u'0' && c <= u'9') digits.push_back(char(c));
   return digits;
+}
+
+// Audio of a stream that never said how long it is runs to the plug-in's open end, rounded down to whole blocks.
+constexpr std::int64_t kOpenEndedData = 4294967295000;
+constexpr std::int64_t kLargestBlock = 65535;
+
+bool IsAddress(std::string name) {
+  std::transform(name.begin(), name.end(), name.begin(),
+                 [](char c) { return c >= 'A' && c <= 'Z' ? char(c + 32) : c; });
+  return name.starts_with("http://") || name.starts_with("https://");
 }
 
 // The record of an Open that names the file.
@@ -96,29 +107,6 @@ void PrintInfoText(const std::string& file, const OpenRecord& record, long long 
   std::printf("Chunks:      %s\n", chunkMap.c_str());
 }
 
-// Redraws only when the percentage changes: a terminal needs no more, and on
-// Windows a character device such as NUL also counts as a terminal.
-class ProgressBar {
- public:
-  explicit ProgressBar(bool enabled) : enabled_(enabled) {}
-  ~ProgressBar() {
-    if (enabled_ && shown_ >= 0) std::fputc('\n', stderr);
-  }
-  void Update(std::int64_t done, std::int64_t total) {
-    if (!enabled_) return;
-    const int percent = total > 0 ? int(std::min<std::int64_t>(done * 100 / total, 100)) : 100;
-    if (percent == shown_) return;
-    shown_ = percent;
-    const int filled = percent * 40 / 100;
-    std::fprintf(stderr, "\r[%s%s] %3d%%", std::string(std::size_t(filled), '#').c_str(),
-                 std::string(std::size_t(40 - filled), ' ').c_str(), percent);
-  }
-
- private:
-  bool enabled_;
-  int shown_ = -1;
-};
-
 bool SetRange(Session& s, const std::string& range) {
   const auto colon = range.find(':');
   char* end = nullptr;
@@ -146,8 +134,10 @@ std::unique_ptr<WavWriter> OpenWriter(const std::string& path, const std::uint8_
 }
 
 // Decodes to the end; `done` counts the bytes received. 0 on success.
-int DecodeLoop(Session& s, const std::string& output, std::int64_t total, std::int64_t& done) {
-  ProgressBar progress(StderrIsTerminal());
+int DecodeLoop(Session& s, const std::string& input, const std::string& output, std::int64_t total,
+               std::int64_t& done) {
+  const bool known = total <= kOpenEndedData - kLargestBlock;
+  ProgressBar progress(StderrIsTerminal(), IsAddress(input), known ? std::optional(total) : std::nullopt);
   std::unique_ptr<WavWriter> writer;
   for (;;) {
     AudioBlock block{};
@@ -159,7 +149,7 @@ int DecodeLoop(Session& s, const std::string& output, std::int64_t total, std::i
     if (!writer && !output.empty() && !(writer = OpenWriter(output, block.Format))) break;
     if (writer && !writer->Write(block.Data, block.DataBytes)) break;
     done += block.DataBytes;
-    progress.Update(done, total);
+    progress.Update(done);
     if (block.LastBlock) {
       if (writer && !writer->Finish()) break;
       return 0;
@@ -170,9 +160,19 @@ int DecodeLoop(Session& s, const std::string& output, std::int64_t total, std::i
 }
 }  // namespace
 
+bool SetStreamTimeout(Session& s, const Arguments& a) {
+  const std::optional<long long> seconds = a.Number("--timeout", 0);
+  if (!seconds || *seconds < 0 || *seconds > 0x7FFFFFFF) return false;
+  if (*seconds == 0) return true;
+  SetRecord record{};
+  record.Value = std::int32_t(*seconds);
+  s.plugin.Set(s.decoder, reinterpret_cast<const WaveChar*>(u"Stream Timeout"), &record);
+  return true;
+}
+
 int CommandOpen(Session& s, const Words& args) {
-  const Arguments a(args, {"--trace"}, {});
-  if (!a.ok() || a.positional().size() != 1) return UsageError();
+  const Arguments a(args, {"--trace"}, {"--timeout"});
+  if (!a.ok() || a.positional().size() != 1 || !SetStreamTimeout(s, a)) return UsageError();
   OpenRequest open(a.First(), 0);
   const int ok = s.plugin.Open(s.decoder, &open.record);
   s.plugin.Close(s.decoder, 0);
@@ -183,8 +183,8 @@ int CommandOpen(Session& s, const Words& args) {
 }
 
 int CommandInfo(Session& s, const Words& args) {
-  const Arguments a(args, {"--trace", "--json"}, {});
-  if (!a.ok() || a.positional().size() != 1) return UsageError();
+  const Arguments a(args, {"--trace", "--json"}, {"--timeout"});
+  if (!a.ok() || a.positional().size() != 1 || !SetStreamTimeout(s, a)) return UsageError();
   OpenRequest open(a.First(), kOpenAudioInfo | kOpenReadTags | kOpenProperties);
   const OpenRecord& record = open.record;
   const int ok = s.plugin.Open(s.decoder, &open.record);
@@ -208,10 +208,11 @@ int CommandInfo(Session& s, const Words& args) {
 }
 
 int CommandDecode(Session& s, const Words& args) {
-  const Arguments a(args, {"--trace", "--null", "--stats"}, {"-o", "--range", "--seek"});
+  const Arguments a(args, {"--trace", "--null", "--stats"}, {"-o", "--range", "--seek", "--timeout"});
   const std::string output = a.Value("-o").value_or("");
   const std::optional<long long> seek = a.Number("--seek", -1);
-  if (!a.ok() || a.positional().size() != 1 || output.empty() == !a.Has("--null") || !seek) return UsageError();
+  if (!a.ok() || a.positional().size() != 1 || output.empty() == !a.Has("--null") || !seek || !SetStreamTimeout(s, a))
+    return UsageError();
   if (const auto range = a.Value("--range"); range && !SetRange(s, *range)) return UsageError();
   OpenRequest open(a.First(), kOpenPrepareDecode);
   if (!s.plugin.Open(s.decoder, &open.record)) {
@@ -225,7 +226,7 @@ int CommandDecode(Session& s, const Words& args) {
   }
   const auto started = std::chrono::steady_clock::now();
   std::int64_t done = 0;
-  const int result = DecodeLoop(s, output, open.record.DataBytes, done);
+  const int result = DecodeLoop(s, a.First(), output, open.record.DataBytes, done);
   s.plugin.Close(s.decoder, 0);
   if (a.Has("--stats") && result == 0) {
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();

@@ -4,10 +4,13 @@
 #include <string>
 #include <vector>
 
+#include "host/Arguments.h"
 #include "host/Session.h"
 
 using Words = std::vector<std::string>;
 
+// Set "Stream Timeout" (for addresses) from --timeout SECONDS, when given; false when it is no number of seconds.
+bool SetStreamTimeout(Session& s, const Arguments& a);
 // Audio: open, info, decode.
 int CommandOpen(Session& s, const Words& args);
 int CommandInfo(Session& s, const Words& args);

@@ -17,6 +17,7 @@ void FreePluginLibrary(void* library);
 std::string ExecutableDirectory();
 // File name of the plug-in library on this platform.
 const char* PluginFileName();
+// True when stderr is an interactive console, not a file, a pipe or a device.
 bool StderrIsTerminal();
 
 // A temporary file that the plug-in writes trace text into, read back as UTF-16.

@@ -1,10 +1,13 @@
-#include <io.h>
 #include <windows.h>
 
 #include "host/HostPlatform.h"
 #include "io/Text.h"
 
-bool StderrIsTerminal() { return _isatty(2) != 0; }
+bool StderrIsTerminal() {
+  // A character device such as NUL passes _isatty; only a console has a console mode.
+  DWORD mode = 0;
+  return GetConsoleMode(GetStdHandle(STD_ERROR_HANDLE), &mode) != 0;
+}
 
 TraceSink::TraceSink() {
   wchar_t dir[MAX_PATH], name[MAX_PATH];

@@ -34,8 +34,8 @@ bool AddPicture(std::vector<HostTag>& tags, const std::string& path, long long t
 }  // namespace
 
 int CommandTags(Session& s, const Words& args) {
-  const Arguments a(args, {"--trace", "--json"}, {});
-  if (!a.ok() || a.positional().size() != 1) return UsageError();
+  const Arguments a(args, {"--trace", "--json"}, {"--timeout"});
+  if (!a.ok() || a.positional().size() != 1 || !SetStreamTimeout(s, a)) return UsageError();
   const std::u16string name = Utf8ToWide(a.First());
   OpenRecord record{};
   record.FileName = reinterpret_cast<const WaveChar*>(name.c_str());

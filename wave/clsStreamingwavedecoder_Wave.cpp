@@ -77,6 +77,8 @@ bool clsStreamingwavedecoder_Wave::PullOutFMTnDATA() {
     step = WalkChunk(scope);
   }
   if (step == Step::Fail) return false;
+  // Ended (RIFF area or stream) before any 'fmt ': nothing could describe or decode the audio.
+  if (!formatFound_) return scope.Error(u"Error wave file has no format chunk.");
   walked_ = true;
   return scope.Ok();
 }

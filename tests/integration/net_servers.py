@@ -118,9 +118,10 @@ http {{
 
 
 class Scripted(http.server.BaseHTTPRequestHandler):
-    """The replies nginx will not give; every body is the test data."""
+    """The replies nginx will not give; every body is the test data, or a served file."""
     protocol_version = "HTTP/1.1"
     data = b""
+    www = ""
     stop = threading.Event()
 
     def log_message(self, *args):
@@ -133,16 +134,22 @@ class Scripted(http.server.BaseHTTPRequestHandler):
         self.end_headers()
 
     def do_GET(self):
-        data, half = self.data, len(self.data) // 2
+        data, path, stall_at = self.data, self.path, 0
+        served = re.fullmatch(r"(/[a-z-]+)/([\w.-]+)", self.path)
+        if served and os.path.isfile(os.path.join(self.www, served.group(2))):
+            with open(os.path.join(self.www, served.group(2)), "rb") as f:
+                data = f.read()
+            path, stall_at = served.group(1), len(data) // 2
+        half = len(data) // 2
         ranged = re.fullmatch(r"bytes=(\d+)-", self.headers.get("Range", ""))
         start = int(ranged.group(1)) if ranged else 0
-        path = self.path
         if path == "/silent":
             self.stop.wait(max(1, DEADLINE - time.monotonic()))
             self.close_connection = True
         elif path == "/norange" or path == "/stall":
             self.head(200, [("Content-Length", len(data))])
             if path == "/stall":
+                self.wfile.write(data[:stall_at])
                 self.wfile.flush()
                 self.stop.wait(max(1, DEADLINE - time.monotonic()))
             else:
@@ -196,6 +203,7 @@ def main():
         nginx = subprocess.Popen(["/usr/sbin/nginx", "-p", work, "-e", os.path.join(work, "error.log"), "-c", conf])
 
         Scripted.data = data
+        Scripted.www = os.path.join(work, "www")
         scripted = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Scripted)
         scripted.daemon_threads = True
         threading.Thread(target=scripted.serve_forever, daemon=True).start()
@@ -207,7 +215,7 @@ def main():
                    NET_ROGUE=f"https://127.0.0.1:{ports['rogue']}", NET_WRONG_HOST=f"https://localhost:{ports['https']}",
                    NET_CLOSED=f"http://127.0.0.1:{ports['closed']}",
                    NET_SCRIPTED=f"http://127.0.0.1:{scripted.server_address[1]}",
-                   NET_ACCESS_LOG=native(os.path.join(work, "access.log")))
+                   NET_ACCESS_LOG=native(os.path.join(work, "access.log")), NET_WWW=native(os.path.join(work, "www")))
         if windows:
             run(tests[:-1] + [tool, native(os.path.join(work, "ca-ca.der"))], env=env)
         else:

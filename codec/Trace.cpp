@@ -1,11 +1,19 @@
 #include "codec/Trace.h"
 
+#include <algorithm>
+
 #include "io/Text.h"
 
 namespace {
 // Process-wide, shared by every decoder object, changed only under the lock.
-std::u16string g_indent;
+std::size_t g_depth = 0;
 bool g_lineStart = false;
+
+// A failed operation never closes its level, so a long session keeps going
+// deeper. Past this depth lines stop moving right: neither memory nor the
+// cost of a line grows with the number of failures before it.
+constexpr std::size_t kMaxIndentDepth = 64;
+const std::u16string kIndent(2 * kMaxIndentDepth, u' ');
 
 bool IsInvalid(std::uint64_t handle) { return handle == 0 || handle == ~std::uint64_t{0}; }
 
@@ -34,15 +42,11 @@ void WriteTraceText(std::uint64_t handle, std::u16string_view text) {
 void Trace(std::u16string_view text, const TraceContext& context, const char* functionName, bool endLine,
            const char16_t* prefix) {
   LockGuard lock;
-  if (text.starts_with(kExitMarker)) {
-    for (int i = 0; i < 2 && !g_indent.empty(); ++i) g_indent.pop_back();
-  }
-  std::u16string_view chosen = prefix ? std::u16string_view(prefix) : g_lineStart ? g_indent : std::u16string_view();
+  if (text.starts_with(kExitMarker) && g_depth > 0) --g_depth;
+  const std::u16string_view indent = std::u16string_view(kIndent).substr(0, 2 * std::min(g_depth, kMaxIndentDepth));
+  std::u16string_view chosen = prefix ? std::u16string_view(prefix) : g_lineStart ? indent : std::u16string_view();
   WriteTraceText(context.Trace, FormatTraceLine(chosen, text, functionName, endLine));
-  if (text.starts_with(kEnterMarker)) {
-    if (g_indent.capacity() < g_indent.size() + 2) g_indent.reserve(g_indent.size() + 25);
-    g_indent.append(u"  ");
-  }
+  if (text.starts_with(kEnterMarker)) ++g_depth;
   g_lineStart = endLine;
 }
 
@@ -78,6 +82,6 @@ void TraceScope::Line(std::u16string_view text) const { Trace(text, context_, nu
 #ifdef WAVE_TEST_SEAMS
 void trace_testing::ResetIndentation() {
   LockGuard lock;
-  g_indent.clear();
+  g_depth = 0;
 }
 #endif

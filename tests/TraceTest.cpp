@@ -93,6 +93,16 @@ TEST(Trace, IndentationFollowsMarkersEvenWhenNothingIsWritten) {
   ToDepthZero();
 }
 
+TEST(Trace, ManyFailedOperationsIndentNoFurtherThanSixtyFourLevels) {
+  ToDepthZero();
+  for (int i = 0; i < 100000; ++i) TraceScope failed(kNowhere, "clDecoder_Wave::Open");
+  TraceCapture cap;
+  Trace(u"deep", cap.context(), nullptr, true);
+  Trace(kExitMarker, cap.context(), "A", true);
+  EXPECT_EQ(cap.Trace(), std::u16string(128, u' ') + u"deep\r\n" + std::u16string(128, u' ') + u"<-<-  [A]\r\n");
+  ToDepthZero();
+}
+
 TEST(Trace, ScopeWritesExitOnlyOnSuccess) {
   ToDepthZero();
   TraceCapture cap;

@@ -18,6 +18,7 @@
 #include "io/ByteReader.h"
 #include "io/Text.h"
 #include "riff/FormatChunk.h"
+#include "wave/XDLL.h"
 
 inline constexpr TraceContext kNoTrace{0, 0, 0};
 
@@ -68,6 +69,14 @@ inline std::filesystem::path OwnSettingsFile() {
   const std::filesystem::path file = home / "Brindlecot" / "Quaverlane" / "Tagging.conf";
   std::filesystem::create_directories(file.parent_path());
   return file;
+}
+
+// MPEG payloads go to the sibling plug-in, which the engine loads and frees
+// per file. Its coverage counters must stay mapped while the fuzzer reads
+// them, so the harness holds it loaded for the process's life.
+inline void HoldSiblingLoaded() {
+  static XDLL* const sibling = new XDLL;
+  if (!sibling->HasLibrary()) sibling->LoadFrom(SiblingPath(Mp3SiblingName()));
 }
 
 inline std::uint16_t BlockAlignOf(const std::uint8_t (&format)[kWfxExtensibleSize]) {

@@ -79,6 +79,7 @@ void OpenAndDecode(void* decoder, const std::u16string& name, std::uint8_t bits,
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
   OwnSettingsFile();
+  HoldSiblingLoaded();
   return 0;
 }
 

@@ -112,6 +112,7 @@ void WriteTags(void* decoder, const std::u16string& name, ByteSpan block) {
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
   OwnSettingsFile();
+  HoldSiblingLoaded();
   return 0;
 }
 

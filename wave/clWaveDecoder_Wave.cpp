@@ -90,14 +90,12 @@ bool clWaveDecoder_Wave::PullOutFMTnDATA() {
 
 clWaveDecoder_Wave::ByteRange clWaveDecoder_Wave::DecodeRange() const {
   const std::int64_t align = BlockAlign();
+  // Whole blocks only, also where a range reaches past the data.
+  const std::int64_t wholeEnd =
+      std::clamp(dataEnd_ - (dataEnd_ - dataStart_) % align, dataStart_, std::max(dataStart_, dataEnd_));
   ByteRange r{};
-  r.start = BlockPosition(dataStart_, rangeStart_, align, dataStart_, dataEnd_);
-  if (rangeEnd_ == ~std::uint64_t{0}) {
-    r.end = dataEnd_ - (dataEnd_ - dataStart_) % align;  // whole blocks only
-    r.end = std::clamp(r.end, dataStart_, std::max(dataStart_, dataEnd_));
-  } else {
-    r.end = BlockPosition(dataStart_, rangeEnd_, align, dataStart_, dataEnd_);
-  }
+  r.start = BlockPosition(dataStart_, rangeStart_, align, dataStart_, wholeEnd);
+  r.end = rangeEnd_ == ~std::uint64_t{0} ? wholeEnd : BlockPosition(dataStart_, rangeEnd_, align, dataStart_, wholeEnd);
   r.length = std::max(r.end, r.start) - r.start;
   return r;
 }

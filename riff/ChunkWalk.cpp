@@ -86,18 +86,16 @@ std::uint64_t CheckedSize(const Walk& w, std::uint64_t size) {
 }
 
 // The three sizes of an RF64 file; they replace the RIFF size and what is left of it.
-// Returns how many bytes of the chunk's data were read.
-std::uint64_t ReadDs64(Walk& w) {
+void ReadDs64(Walk& w) {
   std::array<std::uint8_t, kDs64Size> ds64{};
-  if (w.source.Read(ds64.data(), ds64.size()) != std::int64_t(ds64.size())) return 0;
+  if (w.source.Read(ds64.data(), ds64.size()) != std::int64_t(ds64.size())) return;
   ByteReader r(ds64);
   w.out.ds64RiffSize = ReadSplit64(r);
   w.out.ds64DataSize = ReadSplit64(r);
   w.out.ds64SampleCount = ReadSplit64(r);
   w.out.riffSize = w.out.ds64RiffSize;
   const std::uint64_t consumed = std::uint64_t(w.size32) - w.riffLeft;
-  w.riffLeft = SubtractToZero(SubtractToZero(w.out.ds64RiffSize, consumed), kDs64Size);
-  return kDs64Size;
+  w.riffLeft = SubtractToZero(w.out.ds64RiffSize, consumed);
 }
 
 enum class Step { Next, Stop, Fail };
@@ -130,14 +128,14 @@ Step WalkOneChunk(Walk& w) {
   record->FileDataPosition = std::uint64_t(position) + kChunkHeaderSize;
   w.out.chunks.push_back(std::move(record));
 
-  const std::uint64_t read = FourCCMatches(id, "ds64", true) && size >= kDs64Size ? ReadDs64(w) : 0;
+  if (FourCCMatches(id, "ds64", true) && size >= kDs64Size) ReadDs64(w);
   const std::uint64_t padded = Padded(size);
   const std::uint64_t next = std::uint64_t(position) + kChunkHeaderSize + padded;
   if (next > std::uint64_t(INT64_MAX) || !w.source.Seek(std::int64_t(next))) {
     w.scope.Error(u"Error Setting Position.");
     return Step::Stop;
   }
-  w.Consume(padded - read);
+  w.Consume(padded);
   return Step::Next;
 }
 }  // namespace

@@ -142,7 +142,8 @@ bool WaveEngine::PrepareToDecodeAudio(std::uint8_t (&format)[40]) {
 
 bool WaveEngine::ReadDataBlock() {
   const std::int64_t align = BlockAlign();
-  if (bytesRemaining_ < align) bytesRemaining_ = 0;  // a trailing part-block is never decoded
+  // A trailing part-block is never decoded, also where a range's end falls inside a block.
+  bytesRemaining_ -= bytesRemaining_ % align;
   std::int64_t size = std::min<std::int64_t>(kMaxRead / align * align, bytesRemaining_);
   if (size == 0) {
     input_.valid = 0;

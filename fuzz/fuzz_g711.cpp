@@ -1,0 +1,6 @@
+// A-law and mu-law (format tags 6 and 7) through the converter as the engine drives it; see CodecFuzz.h.
+#include "fuzz/CodecFuzz.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  return codec_fuzz::Run({kWaveFormatAlaw, kWaveFormatMulaw}, ByteSpan(data, size));
+}

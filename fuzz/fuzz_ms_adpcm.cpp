@@ -1,0 +1,7 @@
+// Microsoft ADPCM (format tag 2), with the coefficient table of the header, through the converter as the engine drives
+// it; see CodecFuzz.h.
+#include "fuzz/CodecFuzz.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  return codec_fuzz::Run({kWaveFormatAdpcm}, ByteSpan(data, size));
+}

@@ -91,7 +91,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Require(!QualityName(onFile).empty() && !WfxText(onFile).empty() && !FormatTagName(onFile).empty());
   ChannelLayoutText(onFile);
   const TagList tags = FileTags(control);
-  AudioPropertyInputs inputs{&onFile, &pcm, decodeBytes, factSamples, &riff, &tags, u""};
+  AudioPropertyInputs inputs;
+  inputs.onFile = &onFile;
+  inputs.uncompressed = &pcm;
+  inputs.decodeBytes = decodeBytes;
+  inputs.factSamples = factSamples;
+  if (control & 0x40) inputs.fmtChunkSize = chunk.size();
+  inputs.chunks = &riff;
+  inputs.tags = &tags;
   if (control & 0x80) inputs.tagSummary = u"LIST & ID3";
   const TagList props = BuildAudioProperties(inputs, kNoTrace);
   const std::vector<std::uint8_t> block = props.ToBlock();

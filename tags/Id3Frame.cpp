@@ -145,25 +145,25 @@ std::uint32_t V24FrameSize(std::uint32_t raw, ByteSpan after) {
   return synchsafe;
 }
 
-std::optional<std::vector<std::uint8_t>> BodyV23(ByteSpan bytes, std::uint16_t flags) {
+std::optional<ByteSpan> BodyV23(ByteSpan bytes, std::uint16_t flags) {
   // No zlib here; an encrypted frame cannot be read without its owner's method.
   if (flags & (kV23Compressed | kV23Encrypted)) return std::nullopt;
   ByteReader r(bytes);
   if (flags & kV23Grouped) r.Skip(kGroupIdSize);
   const ByteSpan data = r.Rest();
   if (!r.ok()) return std::nullopt;
-  return std::vector<std::uint8_t>(data.begin(), data.end());
+  return data;
 }
 
-std::optional<std::vector<std::uint8_t>> BodyV24(ByteSpan bytes, std::uint16_t flags, bool tagUnsync) {
+std::optional<HeldBytes> BodyV24(ByteSpan bytes, std::uint16_t flags, bool tagUnsync) {
   if (flags & (kV24Compressed | kV24Encrypted)) return std::nullopt;
   ByteReader r(bytes);
   if (flags & kV24Grouped) r.Skip(kGroupIdSize);
   if (flags & kV24DataLength) r.Skip(kDataLengthSize);
   const ByteSpan data = r.Rest();
   if (!r.ok()) return std::nullopt;
-  if (tagUnsync || (flags & kV24Unsync)) return RemoveUnsync(data);
-  return std::vector<std::uint8_t>(data.begin(), data.end());
+  if (tagUnsync || (flags & kV24Unsync)) return HeldBytes(RemoveUnsync(data));
+  return HeldBytes(data);
 }
 
 }  // namespace
@@ -208,11 +208,11 @@ std::vector<Frame> ReadFrames(ByteSpan area, const TagHeader& header) {
     }
     if (!r.ok() || size > r.remaining()) break;
     const ByteSpan bytes = r.Bytes(size);
-    std::optional<std::vector<std::uint8_t>> body;
+    std::optional<HeldBytes> body;
     if (v22) {
-      body.emplace(bytes.begin(), bytes.end());
+      body.emplace(bytes);
     } else if (header.major == 3) {
-      body = BodyV23(bytes, flags);
+      if (const std::optional<ByteSpan> data = BodyV23(bytes, flags)) body.emplace(*data);
     } else {
       body = BodyV24(bytes, flags, header.unsync);
     }

@@ -16,7 +16,8 @@ namespace id3parser {
 
 struct Frame {
   std::string id;  // four letters; a 2.2 identifier without a 2.3 form keeps its three
-  std::vector<std::uint8_t> body;
+  HeldBytes held;  // a view into the frame area unless unsynchronisation was undone
+  ByteSpan body() const { return held.bytes(); }
 };
 
 // The 2.3 identifier for a 2.2 one, or the identifier itself when it has none.
@@ -37,7 +38,8 @@ std::span<const FrameName> UrlFrameNames();
 // The 2.4 lists of role and person pairs.
 std::span<const FrameName> RoleListFrameNames();
 
-// The frames of a frame area (see FrameArea), in file order. Reading ends at
+// The frames of a frame area (see FrameArea), in file order; their bodies may
+// view the area, which must outlive them. Reading ends at
 // padding, at an identifier that is not one, or at a frame that claims more
 // bytes than are left; frames read until then are kept. Compressed and
 // encrypted frames are left out.

@@ -58,24 +58,21 @@ TagHeader ReadTagHeader(ByteSpan bytes) {
   return h;
 }
 
-std::vector<std::uint8_t> FrameArea(ByteSpan bytes, const TagHeader& header) {
+HeldBytes FrameArea(ByteSpan bytes, const TagHeader& header) {
   if (bytes.size() < kTagHeaderSize) throw parseError();
   // A tag cut short (a damaged chunk) still yields the frames that are whole;
   // the caller compares the declared size with what it had.
   const std::size_t available = bytes.size() - kTagHeaderSize;
   const std::size_t bodySize = std::min(available, std::size_t(header.bodySize));
   const ByteSpan body = bytes.subspan(kTagHeaderSize, bodySize);
-  std::vector<std::uint8_t> area;
+  HeldBytes area = header.unsync && header.major <= 3 ? HeldBytes(RemoveUnsync(body)) : HeldBytes(body);
+  if (!header.extended) return area;
+  const std::size_t skip = ExtendedHeaderSize(area.bytes(), header.major);
   if (header.unsync && header.major <= 3) {
-    area = RemoveUnsync(body);
-  } else {
-    area.assign(body.begin(), body.end());
+    std::vector<std::uint8_t> rest(area.bytes().begin() + std::ptrdiff_t(skip), area.bytes().end());
+    return HeldBytes(std::move(rest));
   }
-  if (header.extended) {
-    const std::size_t skip = ExtendedHeaderSize(area, header.major);
-    area.erase(area.begin(), area.begin() + std::ptrdiff_t(skip));
-  }
-  return area;
+  return HeldBytes(body.subspan(skip));
 }
 
 }  // namespace id3parser

@@ -36,9 +36,29 @@ constexpr std::uint32_t FromSynchsafe(std::uint32_t raw) {
 // is missing, not synchsafe or of a major version other than 2, 3 and 4.
 TagHeader ReadTagHeader(ByteSpan bytes);
 
+// Bytes read in place, or from a buffer of their own where unsynchronisation
+// had to be undone. A move keeps the view valid (a vector's move keeps its
+// buffer); a copy would not, so there is none. A tag's picture is most of its
+// bytes, and it is not copied for nothing.
+class HeldBytes {
+ public:
+  explicit HeldBytes(ByteSpan view) : view_(view) {}
+  explicit HeldBytes(std::vector<std::uint8_t>&& own) : own_(std::move(own)), view_(own_) {}
+  HeldBytes(HeldBytes&&) = default;
+  HeldBytes& operator=(HeldBytes&&) = default;
+  HeldBytes(const HeldBytes&) = delete;
+  HeldBytes& operator=(const HeldBytes&) = delete;
+  ByteSpan bytes() const { return view_; }
+
+ private:
+  std::vector<std::uint8_t> own_;
+  ByteSpan view_;
+};
+
 // The frame area: the body as far as bytes hold it, whole-tag
-// unsynchronisation removed and the extended header skipped. Throws
-// parseError when the extended header does not fit.
-std::vector<std::uint8_t> FrameArea(ByteSpan bytes, const TagHeader& header);
+// unsynchronisation removed and the extended header skipped; a view into
+// bytes unless unsynchronisation was undone. Throws parseError when the
+// extended header does not fit.
+HeldBytes FrameArea(ByteSpan bytes, const TagHeader& header);
 
 }  // namespace id3parser

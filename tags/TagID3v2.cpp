@@ -143,7 +143,7 @@ const std::array<FrameCollector::Special, 10> FrameCollector::kSpecial = {{
 }};
 
 void FrameCollector::Add(const Frame& frame) {
-  ByteReader r(frame.body);
+  ByteReader r(frame.body());
   for (const Special& special : kSpecial) {
     if (special.id == frame.id) return (this->*special.handler)(frame, r);
   }
@@ -284,7 +284,7 @@ void FrameCollector::Picture(const Frame&, ByteReader& r) {
 }
 
 void FrameCollector::CdToc(const Frame& frame, ByteReader&) {
-  if (!cdtoc_ && !frame.body.empty()) cdtoc_ = frame.body;
+  if (!cdtoc_ && !frame.body().empty()) cdtoc_.emplace(frame.body().begin(), frame.body().end());
 }
 
 // Four digits, or nothing.
@@ -341,8 +341,8 @@ std::int64_t ReadID3v2(std::span<const std::uint8_t> bytes, TagList& out, const 
     FrameCollector collector(options, header.major);
     // A compressed 2.2 tag has no defined compression: it is read as empty.
     if (!header.compressed) {
-      const std::vector<std::uint8_t> area = id3parser::FrameArea(bytes, header);
-      for (const Frame& frame : id3parser::ReadFrames(area, header)) collector.Add(frame);
+      const id3parser::HeldBytes area = id3parser::FrameArea(bytes, header);
+      for (const Frame& frame : id3parser::ReadFrames(area.bytes(), header)) collector.Add(frame);
     }
     collector.AppendTo(out);
     return header.TotalSize();

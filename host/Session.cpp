@@ -18,18 +18,21 @@ Session::~Session() {
   if (decoder) plugin.Destroy(decoder);
 }
 
-bool Session::Start(const std::string& pluginPath) {
+bool Session::Start(const std::string& pluginPath, bool withTrace) {
   std::string error;
   if (!plugin.Load(pluginPath, error)) {
     std::fprintf(stderr, "wavehost: %s\n", error.c_str());
     return false;
   }
-  context = {errors.handle(), 0, trace.handle()};
+  if (withTrace) trace.emplace();
+  context = {errors.handle(), 0, trace ? trace->handle() : 0};
   decoder = plugin.Create(&context);
   return decoder != nullptr;
 }
 
-void Session::PrintTrace() { std::fputs(ForTerminal(trace.TakeNew()).c_str(), stdout); }
+void Session::PrintTrace() {
+  if (trace) std::fputs(ForTerminal(trace->TakeNew()).c_str(), stdout);
+}
 
 void Session::PrintErrors() {
   const std::string text = ForTerminal(errors.TakeNew());

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdio>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -11,7 +12,8 @@
 
 struct Session {
   Plugin plugin;
-  TraceSink trace;
+  // Only when the trace is asked for: a plug-in given no trace handle builds no trace text.
+  std::optional<TraceSink> trace;
   TraceSink errors;
   TraceContext context{};
   void* decoder = nullptr;
@@ -21,7 +23,7 @@ struct Session {
   Session& operator=(const Session&) = delete;
   ~Session();
   // Loads the plug-in and creates a decoder; says why on stderr when it cannot.
-  bool Start(const std::string& pluginPath);
+  bool Start(const std::string& pluginPath, bool withTrace);
   // The trace written since the last call, on stdout; the errors, on stderr.
   void PrintTrace();
   void PrintErrors();

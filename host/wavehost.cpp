@@ -1,5 +1,6 @@
 // wavehost: drives the wave plug-in from a terminal exactly as the real host
 // does, through its nine exports and nothing else.
+#include <algorithm>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -49,7 +50,7 @@ int HostMain(const std::vector<std::string>& argv) {
   args.erase(args.begin());
   if (command == "settings") return CommandSettings(args);
   Session session;
-  if (!session.Start(pluginPath)) return 1;
+  if (!session.Start(pluginPath, std::find(args.begin(), args.end(), "--trace") != args.end())) return 1;
   if (command == "open") return CommandOpen(session, args);
   if (command == "formats") return CommandFormats(session);
   if (command == "options") return CommandOptions(session);

@@ -19,6 +19,8 @@ std::string ExecutableDirectory();
 const char* PluginFileName();
 // True when stderr is an interactive console, not a file, a pipe or a device.
 bool StderrIsTerminal();
+// Writes text to the console behind stderr in one call (a console redraws per call, not per line).
+void WriteToConsole(const std::string& text);
 
 // A temporary file that the plug-in writes trace text into, read back as UTF-16.
 class TraceSink {

@@ -9,6 +9,11 @@
 
 bool StderrIsTerminal() { return isatty(2) == 1; }
 
+void WriteToConsole(const std::string& text) {
+  std::fputs(text.c_str(), stderr);
+  std::fflush(stderr);
+}
+
 TraceSink::TraceSink() {
   char name[] = "/tmp/wavehost-trace-XXXXXX";
   const int fd = mkstemp(name);

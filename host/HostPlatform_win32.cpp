@@ -3,6 +3,14 @@
 #include "host/HostPlatform.h"
 #include "io/Text.h"
 
+void WriteToConsole(const std::string& text) {
+  // The C runtime hands an unbuffered stderr to the console a character at a
+  // time, and a console under Wine repaints for every one of them.
+  DWORD written = 0;
+  std::fflush(stderr);
+  WriteConsoleA(GetStdHandle(STD_ERROR_HANDLE), text.data(), DWORD(text.size()), &written, nullptr);
+}
+
 bool StderrIsTerminal() {
   // A character device such as NUL passes _isatty; only a console has a console mode.
   DWORD mode = 0;

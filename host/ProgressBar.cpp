@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <string>
 
+#include "host/HostPlatform.h"
+
 namespace {
 // A console redrawn more often only costs time: a decode from the page cache delivers thousands of blocks a second.
 constexpr auto kRedrawInterval = std::chrono::milliseconds(100);
@@ -17,7 +19,7 @@ ProgressBar::ProgressBar(bool enabled, bool stream, std::optional<std::int64_t> 
 ProgressBar::~ProgressBar() {
   if (!shown_) return;
   Draw();
-  std::fputc('\n', stderr);
+  WriteToConsole("\n");
 }
 
 void ProgressBar::Update(std::int64_t done) {
@@ -47,5 +49,5 @@ void ProgressBar::Draw() {
                   seconds > 0 ? double(done_) / kMiB / seconds : 0.0);
     line += text;
   }
-  std::fputs(line.c_str(), stderr);
+  WriteToConsole(line);
 }

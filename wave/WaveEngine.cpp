@@ -46,6 +46,14 @@ void WaveEngine::AssignFormat(std::vector<std::uint8_t>&& fmt) {
 
 void WaveEngine::PublishTags() { tagBlock_ = tags_.ToBlock(); }
 
+bool WaveEngine::BeginTagRead(std::u16string& summary) {
+  tags_.Clear();
+  tagBlock_.clear();
+  summary_.clear();
+  summary.clear();
+  return PullOutFMTnDATA();
+}
+
 WaveEngine::ByteRange WaveEngine::DecodeRange() const {
   const std::int64_t align = BlockAlign();
   ByteRange r{};

@@ -107,6 +107,8 @@ class WaveEngine {
   bool HasFormat() const { return !fmtBuffer_.empty(); }
   // The flat blocks of the tag list and summary, after they were read.
   void PublishTags();
+  // Forgets the tags of the last read and finds the format and data chunks; false when they cannot be found.
+  bool BeginTagRead(std::u16string& summary);
 
   const Names& names_;
   TraceContext log_{};

@@ -83,11 +83,7 @@ void clWaveDecoder_Wave::ReadFactChunk(const TraceScope& scope) {
 
 bool clWaveDecoder_Wave::ReadIDTags(std::u16string& summary, const ID3v2ReadOptions& id3Options) {
   TraceScope scope(log_, names_.readTags);
-  tags_.Clear();
-  tagBlock_.clear();
-  summary_.clear();
-  summary.clear();
-  if (!PullOutFMTnDATA()) return false;
+  if (!BeginTagRead(summary)) return false;
   const int albumOption = int(ReadTagSetting(u"WaveLISTAlbum"));
   ReadTagChunks(riff_, tags_, log_, id3Options, albumOption, tagChunks_);
   summary_ = TagSummary(tagChunks_);

@@ -190,11 +190,7 @@ bool clsStreamingwavedecoder_Wave::Skip(std::uint64_t count) {
 
 bool clsStreamingwavedecoder_Wave::ReadIDTags(std::u16string& summary, const ID3v2ReadOptions& id3Options) {
   TraceScope scope(log_, names_.readTags);
-  tags_.Clear();
-  tagBlock_.clear();
-  summary_.clear();
-  summary.clear();
-  if (!PullOutFMTnDATA()) return false;
+  if (!BeginTagRead(summary)) return false;
   const ChunkBytes bytes = [&](std::size_t index, std::vector<std::uint8_t>& data) {
     const auto it = kept_.find(index);
     if (it == kept_.end()) return false;

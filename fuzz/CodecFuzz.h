@@ -5,7 +5,7 @@
 // output is that of a single read of everything; no conversion gives more
 // than the stream's Size promised, and every output holds whole frames.
 //
-// Input: the chunk's size (16 bits), the chunk, the read size (16 bits; 0 reads all at once), the audio.
+// Input: the chunk's size (16 bits), the chunk, the read size (16 bits, in whole blocks; 0 reads all at once), the audio.
 #pragma once
 
 #include <algorithm>
@@ -87,11 +87,17 @@ inline int Run(std::initializer_list<std::uint16_t> tags, ByteSpan input) {
   onFile.SetFromChunk(chunk);
   if (onFile.Channels() == 0) return 0;  // the engine refuses such a file before decoding
 
-  const ByteSpan audio = in.Rest();
+  // The engine reads whole blocks of the stored format and never a trailing part-block (a format that
+  // passes through unconverted hands its reads on as they are).
+  const std::size_t align = std::max<std::size_t>(onFile.BlockAlign(), 1);
+  ByteSpan audio = in.Rest();
+  audio = audio.first(audio.size() - audio.size() % align);
   std::vector<std::uint8_t> pieces, whole;
   // At most 64 reads: each converter call costs header copies, which the engine pays once per 64 KiB.
   const std::size_t minStep = std::max<std::size_t>((audio.size() + 63) / 64, 1);
-  if (!Decode(onFile, audio, step == 0 ? audio.size() : std::max(step, minStep), pieces)) return 0;
+  std::size_t pieceSize = step == 0 ? audio.size() : std::max(step, minStep);
+  pieceSize = std::max(align, pieceSize - pieceSize % align);
+  if (!Decode(onFile, audio, pieceSize, pieces)) return 0;
   Require(Decode(onFile, audio, std::max<std::size_t>(audio.size(), 1), whole));
   Require(pieces == whole);
   return 0;

@@ -48,3 +48,26 @@ Decoded DecodeFile(const std::u16string& name, const TraceContext& context, std:
   p.Destroy(decoder);
   return d;
 }
+
+int WriteTags(void* decoder, const std::u16string& file, const std::vector<HostTag>& tags) {
+  const Bytes block = BuildTagBlock(tags);
+  SetRecord r{};
+  r.FileName = W(file);
+  r.TagData = block.data();
+  r.Value = std::int32_t(block.size());
+  return LoadedPlugin().Set(decoder, W(u"IDTags"), &r);
+}
+
+std::vector<HostTag> ReadTags(const std::u16string& file, const TraceContext& context, int* opened) {
+  Plugin& p = LoadedPlugin();
+  void* decoder = p.Create(&context);
+  OpenRecord record{};
+  record.FileName = W(file);
+  record.Flags = kOpenReadTags;
+  const int result = p.Open(decoder, &record);
+  if (opened) *opened = result;
+  std::vector<HostTag> tags = ParseTagBlock(record.TagData, record.TagDataBytes);
+  p.Close(decoder, 0);
+  p.Destroy(decoder);
+  return tags;
+}

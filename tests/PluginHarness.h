@@ -8,6 +8,7 @@
 #include "TraceCapture.h"
 #include "WavBuilder.h"
 #include "host/Plugin.h"
+#include "host/TagBlock.h"
 
 Plugin& LoadedPlugin();
 inline const WaveChar* W(const std::u16string& s) { return reinterpret_cast<const WaveChar*>(s.c_str()); }
@@ -28,3 +29,8 @@ struct Decoded {
 // Opens with the given flags and a decode range, then decodes to the last block.
 Decoded DecodeFile(const std::u16string& name, const TraceContext& context, std::int64_t rangeStart = 0,
                    std::int64_t rangeEnd = -1, std::uint32_t flags = kOpenPrepareDecode);
+
+// Hands the tags to the plug-in as a host's tag editor does, through Set "IDTags".
+int WriteTags(void* decoder, const std::u16string& file, const std::vector<HostTag>& tags);
+// The tags Open delivers for the file, read through a decoder of its own; `opened` gets Open's result.
+std::vector<HostTag> ReadTags(const std::u16string& file, const TraceContext& context, int* opened = nullptr);

@@ -29,21 +29,12 @@ struct Read {
   }
 };
 
-Read ReadTags(const Bytes& file) {
+Read TagsOf(const Bytes& file) {
   TempDir dir;
   dir.Write("t.wav", file);
-  const std::u16string name = dir.File("t.wav");
   TraceCapture cap;
-  Plugin& p = LoadedPlugin();
-  void* d = p.Create(&cap.context());
-  OpenRecord record{};
-  record.FileName = W(name);
-  record.Flags = kOpenReadTags;
   Read r;
-  r.ok = p.Open(d, &record);
-  r.tags = ParseTagBlock(record.TagData, record.TagDataBytes);
-  p.Close(d, 0);
-  p.Destroy(d);
+  r.tags = ReadTags(dir.File("t.wav"), cap.context(), &r.ok);
   r.trace = cap.Trace();
   return r;
 }
@@ -57,12 +48,12 @@ WavBuilder Audio() {
 
 TEST(TagRead, Id3WinsOverListAndBextWhereverItStands) {
   const Read r =
-      ReadTags(Audio()
-                   .Chunk("LIST", InfoList({{"INAM", "List title"}, {"IART", "List artist"}, {"IART", "Second"}}))
-                   .Data(Bytes(64, 0))
-                   .Chunk("bext", BextRecord("Bext description", 1))
-                   .Chunk("id3 ", Id3v23Tag({{"TIT2", "Id3 title"}, {"TXXX", ""}}))
-                   .Build());
+      TagsOf(Audio()
+                 .Chunk("LIST", InfoList({{"INAM", "List title"}, {"IART", "List artist"}, {"IART", "Second"}}))
+                 .Data(Bytes(64, 0))
+                 .Chunk("bext", BextRecord("Bext description", 1))
+                 .Chunk("id3 ", Id3v23Tag({{"TIT2", "Id3 title"}, {"TXXX", ""}}))
+                 .Build());
   ASSERT_EQ(r.ok, 1);
   EXPECT_EQ(r.Value(u"Title"), u"Id3 title");
   EXPECT_EQ(r.Value(u"Artist"), u"List artist");  // the second IART of the same list is dropped
@@ -77,12 +68,12 @@ TEST(TagRead, Id3WinsOverListAndBextWhereverItStands) {
 }
 
 TEST(TagRead, AnId3TagLargerThanItsChunkIsIgnored) {
-  const Read r = ReadTags(Audio()
-                              .Data(Bytes(64, 0))
-                              .Chunk("id3 ", Id3v23Tag({{"TIT2", "Id3 title"}}, 100))
-                              .Chunk("LIST", InfoList({{"INAM", "List title"}}))
-                              .Chunk("bext", BextRecord("Desc", 2))
-                              .Build());
+  const Read r = TagsOf(Audio()
+                            .Data(Bytes(64, 0))
+                            .Chunk("id3 ", Id3v23Tag({{"TIT2", "Id3 title"}}, 100))
+                            .Chunk("LIST", InfoList({{"INAM", "List title"}}))
+                            .Chunk("bext", BextRecord("Desc", 2))
+                            .Build());
   ASSERT_EQ(r.ok, 1);
   EXPECT_EQ(r.Value(u"Title"), u"List title");
   EXPECT_EQ(r.Value(u"Description"), u"Desc");
@@ -91,7 +82,7 @@ TEST(TagRead, AnId3TagLargerThanItsChunkIsIgnored) {
 TEST(TagRead, DamagedOrForeignTagChunksNeverFailOpen) {
   // An 'adtl' list is not tags; it travels as a "_riff_" tag instead.
   Bytes adtl = {'a', 'd', 't', 'l', 'l', 'a', 'b', 'l', 6, 0, 0, 0, 1, 0, 0, 0, 'x', 0};
-  const Read a = ReadTags(Audio().Chunk("LIST", adtl).Data(Bytes(8, 0)).Build());
+  const Read a = TagsOf(Audio().Chunk("LIST", adtl).Data(Bytes(8, 0)).Build());
   ASSERT_EQ(a.ok, 1);
   ASSERT_NE(a.Find(u"_riff_LIST"), nullptr);
   EXPECT_EQ(a.Find(u"_riff_LIST")->data, Bytes({'L', 'I', 'S', 'T'}) + adtl);
@@ -102,7 +93,7 @@ TEST(TagRead, DamagedOrForeignTagChunksNeverFailOpen) {
   ByteWriter(info).U32(5000);
   Bytes broken = Id3v23Tag({{"TIT2", "x"}});
   broken[3] = 9;  // no such version
-  const Read b = ReadTags(Audio().Chunk("LIST", info).Chunk("id3 ", broken).Data(Bytes(8, 0)).Build());
+  const Read b = TagsOf(Audio().Chunk("LIST", info).Chunk("id3 ", broken).Data(Bytes(8, 0)).Build());
   ASSERT_EQ(b.ok, 1);
   EXPECT_EQ(b.Value(u"Title"), u"Kept");
   EXPECT_TRUE(Contains(b.trace, u"*** Information: Error LIST sub chunk is corrupted")) << WideToUtf8(b.trace);
@@ -110,23 +101,23 @@ TEST(TagRead, DamagedOrForeignTagChunksNeverFailOpen) {
                        u"*** Error: Error reading ID3v2 tag: ID3v2 parse error  "
                        u"[clWaveDecoder_Wave::ReadIDTags]\r\n"));
   // A 601-byte bext gives nothing.
-  const Read c = ReadTags(Audio().Chunk("bext", Bytes(601, 'x')).Data(Bytes(8, 0)).Build());
+  const Read c = TagsOf(Audio().Chunk("bext", Bytes(601, 'x')).Data(Bytes(8, 0)).Build());
   ASSERT_EQ(c.ok, 1);
   EXPECT_EQ(c.Find(u"TimeReference"), nullptr);
 }
 
 TEST(TagRead, OtherChunksTravelAsRiffTags) {
   const Bytes cue = Noise(24, 3);
-  const Read r = ReadTags(WavBuilder()
-                              .RF64(8)
-                              .Chunk("JUNK", Bytes(10, 0))
-                              .Fmt(PcmFormat(1, 2, 44100, 16))
-                              .Chunk("fact", {1, 0, 0, 0})
-                              .Chunk("cue ", cue)
-                              .Chunk("PAD ", Bytes(4, 0))
-                              .Chunk({"data", Bytes(8, 0), 0xFFFFFFFFu, true})
-                              .Chunk("smpl", {})
-                              .Build());
+  const Read r = TagsOf(WavBuilder()
+                            .RF64(8)
+                            .Chunk("JUNK", Bytes(10, 0))
+                            .Fmt(PcmFormat(1, 2, 44100, 16))
+                            .Chunk("fact", {1, 0, 0, 0})
+                            .Chunk("cue ", cue)
+                            .Chunk("PAD ", Bytes(4, 0))
+                            .Chunk({"data", Bytes(8, 0), 0xFFFFFFFFu, true})
+                            .Chunk("smpl", {})
+                            .Build());
   ASSERT_EQ(r.ok, 1) << WideToUtf8(r.trace);
   std::vector<std::u16string> names;
   for (const auto& t : r.tags) names.push_back(t.name);
@@ -145,15 +136,9 @@ TEST(TagRead, OversizedMetadataChunkIsSkipped) {
   const auto path = dir.Write("big.wav", head);
   std::filesystem::resize_file(path, head.size() + huge);  // sparse
   TraceCapture cap;
-  Plugin& p = LoadedPlugin();
-  void* d = p.Create(&cap.context());
-  OpenRecord record{};
-  const std::u16string name = path.u16string();
-  record.FileName = W(name);
-  record.Flags = kOpenReadTags;
-  EXPECT_EQ(p.Open(d, &record), 1);
-  p.Close(d, 0);
-  p.Destroy(d);
+  int opened = 0;
+  ReadTags(path.u16string(), cap.context(), &opened);
+  EXPECT_EQ(opened, 1);
   EXPECT_TRUE(Contains(cap.Errors(),
                        u"Error chunk of 314572800 bytes is too large to read into memory (limit "
                        u"268435456).  [clWaveDecoder_Wave::ReadFileIntoMemory]\r\n"))

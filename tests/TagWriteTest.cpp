@@ -5,52 +5,19 @@
 #include <filesystem>
 #include <map>
 
+#include "FileChunks.h"
 #include "PluginHarness.h"
 #include "TagChunkBuilders.h"
 #include "TagSettingsSandbox.h"
 #include "codec/Trace.h"
-#include "host/TagBlock.h"
-#include "io/ByteReader.h"
-#include "io/ByteWriter.h"
 #include "io/Text.h"
-#include "io/XFile.h"
-#include "riff/WaveTagWriter.h"
 #include "riff/clRIFFBEXTChunk.h"
-#include "riff/clRIFFHandler.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 const Bytes kAudio = Noise(6000, 17);
 const Bytes kCue = Noise(28, 5);
-
-std::string IdText(std::uint32_t id) {
-  std::string text;
-  for (int i = 0; i < 4; ++i) text.push_back(char(id >> (8 * i)));
-  return text;
-}
-
-struct FileView {
-  std::vector<std::string> ids;
-  std::map<std::string, Bytes> data;  // first chunk of each identifier
-};
-
-FileView View(const fs::path& file) {
-  FileView v;
-  clRIFFHandler riff;
-  if (!riff.OpenRead(file.u16string()) || !riff.Initialize(riff.handle(), TraceContext{})) return v;
-  for (std::size_t i = 0; i < riff.ChunkCount(); ++i) {
-    const RIFFChunkInfo& c = riff.Chunk(i);
-    const std::string id = IdText(c.ChunkID);
-    v.ids.push_back(id);
-    if (v.data.count(id)) continue;
-    Bytes bytes(std::size_t(c.DataSize));
-    riff.Seek(std::int64_t(c.FileDataPosition));
-    riff.Read(bytes.data(), std::int64_t(bytes.size()));
-    v.data[id] = bytes;
-  }
-  return v;
-}
 
 using Ids = std::vector<std::string>;
 
@@ -65,30 +32,16 @@ class TagWrite : public ::testing::Test {
   fs::path Make(const Bytes& bytes) { return dir.Write("t.wav", bytes); }
 
   int Write(const fs::path& file, const std::vector<HostTag>& tags) {
-    const Bytes block = BuildTagBlock(tags);
-    const std::u16string name = file.u16string();
-    SetRecord r{};
-    r.FileName = W(name);
-    r.TagData = block.data();
-    r.Value = std::int32_t(block.size());
-    return p->Set(decoder, W(u"IDTags"), &r);
+    return WriteTags(decoder, file.u16string(), tags);
   }
   int Delete(const fs::path& file, const char16_t* names) {
     const std::u16string name = file.u16string();
     return p->DeleteATag(decoder, W(name), reinterpret_cast<const WaveChar*>(names));
   }
   std::map<std::u16string, std::u16string> Tags(const fs::path& file) {
-    void* reader = p->Create(&quiet.context());
-    const std::u16string name = file.u16string();
-    OpenRecord record{};
-    record.FileName = W(name);
-    record.Flags = kOpenReadTags;
     std::map<std::u16string, std::u16string> out;
-    if (p->Open(reader, &record))
-      for (const HostTag& t : ParseTagBlock(record.TagData, record.TagDataBytes))
-        if (t.data.empty() || t.name.starts_with(u"_albumart_")) out[t.name] = t.value;
-    p->Close(reader, 0);
-    p->Destroy(reader);
+    for (const HostTag& t : ReadTags(file.u16string(), quiet.context()))
+      if (t.data.empty() || t.name.starts_with(u"_albumart_")) out[t.name] = t.value;
     return out;
   }
   bool Traced(std::u16string_view marker, std::u16string_view function) {
@@ -141,20 +94,20 @@ TEST_F(TagWrite, DefaultsAppendListAndId3AndKeepTheRest) {
   ASSERT_EQ(Write(file, {{u"Title", u"First", {}}, {u"Artist", u"Someone", {}}}), 1) << cap.TraceUtf8();
   EXPECT_TRUE(cap.NoErrors()) << cap.TraceUtf8();
   EXPECT_TRUE(Traced(kExitMarker, u"clWaveDecoder_Wave::WriteIDTags"));
-  FileView v = View(file);
-  EXPECT_EQ(v.ids, (Ids{"fmt ", "data", "cue ", "LIST", "id3 "}));
-  EXPECT_EQ(v.data["data"], kAudio);
-  EXPECT_EQ(v.data["cue "], kCue);
+  FileChunks v = ReadChunks(file);
+  EXPECT_EQ(v.Ids(), (Ids{"fmt ", "data", "cue ", "LIST", "id3 "}));
+  EXPECT_EQ(v.Data("data"), kAudio);
+  EXPECT_EQ(v.Data("cue "), kCue);
   // A second write names only the title: the artist stays.
   ASSERT_EQ(Write(file, {{u"Title", u"Second", {}}}), 1);
   const auto tags = Tags(file);
   EXPECT_EQ(tags.at(u"Title"), u"Second");
   EXPECT_EQ(tags.at(u"Artist"), u"Someone");
   // The longer list no longer fits before the ID3v2 chunk: the file is rewritten with padding behind it.
-  v = View(file);
-  EXPECT_EQ(v.ids, (Ids{"fmt ", "data", "cue ", "LIST", "JUNK", "id3 "}));
-  EXPECT_EQ(v.data["data"], kAudio);
-  EXPECT_EQ(v.data["cue "], kCue);
+  v = ReadChunks(file);
+  EXPECT_EQ(v.Ids(), (Ids{"fmt ", "data", "cue ", "LIST", "JUNK", "id3 "}));
+  EXPECT_EQ(v.Data("data"), kAudio);
+  EXPECT_EQ(v.Data("cue "), kCue);
 }
 
 TEST_F(TagWrite, TagCreationSettingAndReplayGain) {
@@ -174,7 +127,7 @@ TEST_F(TagWrite, TagCreationSettingAndReplayGain) {
     std::vector<HostTag> tags = {{u"Title", u"T", {}}};
     if (c.replayGain) tags.push_back({u"replaygain_track_gain", u"-6.50 dB", {}});
     ASSERT_EQ(Write(file, tags), 1) << cap.TraceUtf8();
-    EXPECT_EQ(View(file).ids, c.ids);
+    EXPECT_EQ(ReadChunks(file).Ids(), c.ids);
     if (c.replayGain) {
       EXPECT_EQ(Tags(file).at(u"replaygain_track_gain"), u"-6.50 dB");
     }
@@ -205,9 +158,9 @@ TEST_F(TagWrite, ListBeforeTheAudioReusesPadding) {
     settings.Set(u"WaveLISTPaddingSize", c.paddingSize);
     const auto file = Make(c.file);
     ASSERT_EQ(Write(file, {{u"Title", u"Placed", {}}}), 1) << cap.TraceUtf8();
-    FileView v = View(file);
-    EXPECT_EQ(v.ids, c.ids);
-    EXPECT_EQ(v.data["data"], kAudio);
+    FileChunks v = ReadChunks(file);
+    EXPECT_EQ(v.Ids(), c.ids);
+    EXPECT_EQ(v.Data("data"), kAudio);
     EXPECT_EQ(Tags(file).at(u"Title"), u"Placed");
     EXPECT_EQ(ReadAll(file).size(), c.file.size() + c.growth);
     EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 1);
@@ -226,9 +179,9 @@ TEST_F(TagWrite, EmptiedId3ChunkBecomesPaddingOrGoes) {
     settings.Set(u"WaveLISTPadding", c.padding);
     const auto path = Make(file);
     ASSERT_EQ(Delete(path, u"Title\0"), 1) << cap.TraceUtf8();
-    FileView v = View(path);
-    EXPECT_EQ(v.ids, c.ids);
-    EXPECT_EQ(v.data["data"], kAudio);
+    FileChunks v = ReadChunks(path);
+    EXPECT_EQ(v.Ids(), c.ids);
+    EXPECT_EQ(v.Data("data"), kAudio);
     EXPECT_TRUE(Tags(path).empty());
   }
 }
@@ -248,11 +201,11 @@ TEST_F(TagWrite, DeleteAllRemovesListAndId3AndClearsBext) {
     const auto path = Make(file);
     ASSERT_EQ(Delete(path, names), 1) << cap.TraceUtf8();
     EXPECT_TRUE(Traced(kExitMarker, u"clDecoder_Wave::DeleteATag"));
-    FileView v = View(path);
-    EXPECT_EQ(v.ids, (Ids{"fmt ", "bext", "JUNK", "data", "cue "}));
-    EXPECT_EQ(v.data["data"], kAudio);
-    EXPECT_EQ(v.data["cue "], kCue);
-    const Bytes& bext = v.data["bext"];
+    FileChunks v = ReadChunks(path);
+    EXPECT_EQ(v.Ids(), (Ids{"fmt ", "bext", "JUNK", "data", "cue "}));
+    EXPECT_EQ(v.Data("data"), kAudio);
+    EXPECT_EQ(v.Data("cue "), kCue);
+    const Bytes& bext = v.Data("bext");
     ASSERT_EQ(bext.size(), clRIFFBEXTChunk::kFixedSize);
     EXPECT_EQ(bext[0], 0) << "description cleared";
     EXPECT_EQ(bext[clRIFFBEXTChunk::kVersionOffset], 1) << "version kept";
@@ -288,7 +241,7 @@ TEST_F(TagWrite, DeleteNamedKeepsTheOthers) {
     const auto tags = Tags(path);
     for (const auto& name : c.gone) EXPECT_EQ(tags.count(name), 0u) << WideToUtf8(name);
     for (const auto& name : c.kept) EXPECT_EQ(tags.count(name), 1u) << WideToUtf8(name);
-    EXPECT_EQ(View(path).data["data"], kAudio);
+    EXPECT_EQ(ReadChunks(path).Data("data"), kAudio);
   }
 }
 
@@ -314,11 +267,11 @@ TEST_F(TagWrite, BextIsKeptRewrittenOrCreatedOnlyWhenAsked) {
     SCOPED_TRACE(c.label);
     const auto path = Make(c.file);
     ASSERT_EQ(Write(path, c.tags), 1) << cap.TraceUtf8();
-    FileView v = View(path);
-    EXPECT_EQ(v.ids, c.ids);
-    EXPECT_EQ(v.data["data"], kAudio);
-    if (!v.data.count("bext")) continue;
-    const Bytes& bext = v.data["bext"];
+    FileChunks v = ReadChunks(path);
+    EXPECT_EQ(v.Ids(), c.ids);
+    EXPECT_EQ(v.Data("data"), kAudio);
+    const Bytes bext = v.Data("bext");
+    if (bext.empty()) continue;
     ASSERT_GE(bext.size(), clRIFFBEXTChunk::kFixedSize);
     EXPECT_EQ(std::string(reinterpret_cast<const char*>(bext.data())), c.description);
     EXPECT_EQ(bext[clRIFFBEXTChunk::kVersionOffset], c.version);
@@ -386,7 +339,7 @@ TEST_F(TagWrite, BytesAfterTheRiffAreaAreKept) {
     const Bytes after = ReadAll(path);
     ASSERT_GE(after.size(), trailing.size()) << step;
     EXPECT_TRUE(std::equal(trailing.begin(), trailing.end(), after.end() - std::ptrdiff_t(trailing.size()))) << step;
-    EXPECT_EQ(View(path).data["data"], kAudio) << step;
+    EXPECT_EQ(ReadChunks(path).Data("data"), kAudio) << step;
   };
   ASSERT_EQ(Write(path, {{u"Title", std::u16string(500, u'x'), {}}, {u"Artist", u"A", {}}}), 1);
   check("LIST grown and ID3v2 appended");
@@ -450,5 +403,5 @@ TEST_F(TagWrite, RewritesKeepNamesLinksAndPermissions) {
   EXPECT_TRUE(fs::is_symlink(link));
   EXPECT_EQ(Tags(path)[u"Title"], std::u16string(5000, u'l'));
 #endif
-  EXPECT_EQ(View(path).data["data"], kAudio);
+  EXPECT_EQ(ReadChunks(path).Data("data"), kAudio);
 }

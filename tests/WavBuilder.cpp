@@ -106,8 +106,11 @@ TempDir::TempDir() {
 }
 
 TempDir::~TempDir() {
-  std::error_code ec;
-  std::filesystem::remove_all(path_, ec);
+  namespace fs = std::filesystem;
+  std::error_code ec, ignored;
+  for (fs::recursive_directory_iterator it(path_, ec), end; !ec && it != end; it.increment(ec))
+    fs::permissions(it->path(), fs::perms::owner_all, fs::perm_options::add, ignored);
+  fs::remove_all(path_, ignored);
 }
 
 std::filesystem::path TempDir::Write(const std::string& name, const Bytes& bytes) const {

@@ -82,7 +82,8 @@ Bytes ExtensibleFormat(std::uint16_t subType, std::uint16_t channels, std::uint3
 // Deterministic pseudo-random bytes.
 Bytes Noise(std::size_t size, std::uint32_t seed = 1);
 
-// A directory of its own under the system temp directory, removed at the end.
+// A directory of its own under the system temp directory, removed at the end
+// with everything in it, read-only files too.
 class TempDir {
  public:
   TempDir();
@@ -90,6 +91,7 @@ class TempDir {
   const std::filesystem::path& path() const { return path_; }
   std::filesystem::path Write(const std::string& name, const Bytes& bytes) const;
   std::u16string File(const std::string& name) const { return (path_ / name).u16string(); }
+  std::u16string operator/(std::u16string_view name) const { return (path_ / std::filesystem::path(name)).u16string(); }
 
  private:
   std::filesystem::path path_;

@@ -5,12 +5,12 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <random>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "FileHolder.h"
+#include "WavBuilder.h"
 #include "io/XFile.h"
 
 namespace fs = std::filesystem;
@@ -18,27 +18,6 @@ using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
 namespace {
-// A fresh directory under the system's temporary folder, removed with everything in it.
-class TempDir {
- public:
-  TempDir() {
-    std::random_device random;
-    path_ = fs::temp_directory_path() / ("xfile-test-" + std::to_string(random()) + std::to_string(random()));
-    fs::create_directories(path_);
-  }
-  ~TempDir() {
-    std::error_code ec, ignored;
-    for (fs::recursive_directory_iterator it(path_, ec), end; !ec && it != end; it.increment(ec))
-      fs::permissions(it->path(), fs::perms::owner_all, fs::perm_options::add, ignored);
-    fs::remove_all(path_, ignored);
-  }
-  const fs::path& path() const { return path_; }
-  std::u16string operator/(std::u16string_view name) const { return (path_ / fs::path(name)).u16string(); }
-
- private:
-  fs::path path_;
-};
-
 void WriteBytes(const fs::path& path, std::string_view bytes) {
   std::ofstream out(path, std::ios::binary | std::ios::trunc);
   out.write(bytes.data(), std::streamsize(bytes.size()));

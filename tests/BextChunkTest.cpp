@@ -26,10 +26,6 @@ Bytes Payload(std::size_t size, std::initializer_list<std::pair<std::size_t, std
   return out;
 }
 
-std::string_view FieldAt(const Bytes& payload, std::size_t offset, std::size_t size) {
-  return {reinterpret_cast<const char*>(payload.data()) + offset, size};
-}
-
 }  // namespace
 
 TEST(BextChunkRead, DecodesTheFixedPartAndCodingHistory) {
@@ -173,33 +169,6 @@ TEST(BextChunkWrite, FieldsAreCutToTheirWidthAndHistoryPadded) {
               u"<-<-  [clRIFFBEXTChunk::TagsToBEXT]\r\n")
         << c.label;
   }
-}
-
-TEST(BextChunkRoundTrip, TagsComeBackFromThePayload) {
-  ToDepthZero();
-  const std::u16string description(256, u'D');
-  TagList tags;
-  tags.AddTag(u"Description", description);
-  tags.AddTag(u"Originator", u"Caf\u00E9 Studio");
-  tags.AddTag(u"OrigReference", u"USID0000000001");
-  tags.AddTag(u"OrigDate", u"2023-12-31");
-  tags.AddTag(u"OrigTime", u"23:59:59");
-  tags.AddTag(u"TimeReference", u"4294967296");
-  tags.AddTag(u"CodingHistory", u"A=PCM,F=48000,W=24,M=stereo\r\nT=take 2\r\n");
-  tags.AddTag(u"Title", u"not a bext tag");
-
-  TraceCapture cap;
-  Bytes payload;
-  ASSERT_TRUE(Bext::TagsToBEXT(payload, tags, cap.context()));
-  EXPECT_EQ(payload.size() % 4, 0u);
-  EXPECT_EQ(FieldAt(payload, Bext::kDescriptionOffset, Bext::kDescriptionSize), std::string(256, 'D'));
-
-  TagList back;
-  Bext chunk;
-  ASSERT_TRUE(chunk.InitFrom(payload, back, cap.context()));
-  tags.RemoveTagAt(tags.size() - 1);
-  EXPECT_EQ(TextsOf(back), TextsOf(tags)) << Show(TextsOf(back));
-  EXPECT_TRUE(cap.NoErrors());
 }
 
 TEST(BextChunkRemove, OnlyTheSevenBextNamesGo) {

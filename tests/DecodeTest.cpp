@@ -170,32 +170,6 @@ TEST(Decode, FormatsThatCannotBeDecoded) {
   EXPECT_TRUE(Contains(cap.Errors(), u"Error cannot find 'data' chunk.  [clWaveDecoder_Wave::PullOutFMTnDATA]\r\n"));
 }
 
-TEST(Decode, FormatChunkSizeRules) {
-  const Bytes full = PcmFormat(1, 2, 44100, 16);
-  struct Case {
-    Bytes fmt;
-    std::uint16_t bits;  // wBitsPerSample the host is told (flag 4 only)
-  } cases[] = {
-      {Bytes(full.begin(), full.begin() + 14), 16},  // computed from block align and channels
-      {Bytes(full.begin(), full.begin() + 14) + Bytes{0}, 0}, {full, 16}, {full + Bytes{0}, 0 + 16},
-      {FormatEx(1, 2, 44100, 0, 0, 16, Bytes(40, 0)), 16},  // cbSize 40 is clamped to what is there
-  };
-  cases[3].bits = 0;  // 17 bytes: like 15, the bits stay 0
-  TempDir dir;
-  for (std::size_t i = 0; i < std::size(cases); ++i) {
-    Bytes fmt = cases[i].fmt;
-    if (i == 4) fmt[16] = 200;  // cbSize claims 200 bytes, 40 are there
-    dir.Write("s.wav", WavBuilder().Fmt(fmt).Data(Bytes(64, 0)).Build());
-    TraceCapture cap;
-    const Decoded d = DecodeFile(dir.File("s.wav"), cap.context(), 0, -1, kOpenAudioInfo);
-    ASSERT_EQ(d.openResult, 1) << i << cap.TraceUtf8();
-    ByteReader r(ByteSpan(d.record.Format, 18));
-    r.Skip(14);
-    EXPECT_EQ(r.U16(), cases[i].bits) << i;
-    EXPECT_EQ(r.U16(), 0) << i;  // only the extensible block is ever passed on
-  }
-}
-
 TEST(Decode, ChunkOrderFactAndDamage) {
   TempDir dir;
   // Two 'data' chunks: the first in the list is decoded.

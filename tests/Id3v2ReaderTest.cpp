@@ -244,13 +244,6 @@ TEST(Id3v2Reader, ArtistsSplitAtSlashUnlessTheNameHasOne) {
   }
 }
 
-TEST(Id3v2Reader, OptionsRenameTpe2AndTit1) {
-  const Bytes tag = Tag(3, Cat({Frame(3, "TPE2", Text("Band")), Frame(3, "TIT1", Text("Mood"))}));
-  EXPECT_EQ(Names(Read(tag).list), (std::vector<std::string>{"Album Artist", "Content Group"}));
-  EXPECT_EQ(Names(Read(tag, {.tpe2Orchestra = true, .tit1Style = true}).list),
-            (std::vector<std::string>{"Orchestra", "Style"}));
-}
-
 TEST(Id3v2Reader, GenresByNumberAndReference) {
   const struct {
     int major;
@@ -489,15 +482,6 @@ TEST(Id3v2Reader, TruncatedTagsGiveASubsetAndTheDeclaredSize) {
       EXPECT_EQ(whole->data, r.list[i].data);
     }
   }
-}
-
-TEST(Id3v2Reader, EntriesAreAppendedInNameOrder) {
-  TagList list;
-  list.AddTag(u"Existing", u"1");
-  const Bytes tag = Tag(3, Cat({Frame(3, "TIT2", Text("t")), Frame(3, "TALB", Text("a")), Frame(3, "TPE1", Text("p")),
-                                Frame(3, "TXXX", Text("Zeta\0z"s)), Frame(3, "TXXX", Text("alpha\0a"s))}));
-  ReadID3v2(tag, list, {});
-  EXPECT_EQ(Names(list), (std::vector<std::string>{"Existing", "Album", "Artist", "Title", "Zeta", "alpha"}));
 }
 
 // Tags written by an independent implementation (see data/make_id3_samples.py).

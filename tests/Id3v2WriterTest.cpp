@@ -123,35 +123,18 @@ TEST(Id3v2WriterRoundTrip, EveryVersionAndEncodingReadsBack) {
       const Bytes tag = RenderID3v2(SampleTags(), Options({v.option, e.option}));
       ASSERT_GT(tag.size(), id3parser::kTagHeaderSize);
       EXPECT_EQ(tag[3], v.major);
+      // Every entry comes back under its name in any case, with its value and data;
+      // only a version without separate values joins a composer list with "/".
       const TagList back = Read(tag);
-      struct Expect {
-        const char16_t* name;
-        std::u16string value;
-      };
-      const Expect expected[] = {
-          {u"Title", u"\u03A9mega \u6771\u4EAC"},
-          {u"Artist", u"Artist A\rArtist B"},
-          {u"Album", u"Caf\u00E9 Album"},
-          {u"Album Artist", u"AC/DC"},
-          {u"Composer", v.slashJoins ? u"Comp X/Comp Y" : u"Comp X\rComp Y"},
-          {u"Year", u"2004"},
-          {u"Genre", u"Rock"},
-          {u"Track", u"3/12"},
-          {u"Disc", u"1/2"},
-          {u"Comment", u"A comment"},
-          {u"Lyrics", u"Line one\rLine two"},
-          {u"replaygain_track_gain", u"-6.50 dB"},
-          {u"Rating", u"196"},
-      };
-      for (const Expect& x : expected) EXPECT_EQ(Utf8(Value(back, x.name)), Utf8(x.value)) << Utf8(x.name);
-
-      const TagEntry* front = Find(back, u"_albumart_1_Front Album Cover<subdesc>Sleeve");
-      ASSERT_NE(front, nullptr);
-      EXPECT_EQ(front->data, Png(120));
-      const TagEntry* other = Find(back, u"_albumart_2_Undefined");
-      ASSERT_NE(other, nullptr);
-      EXPECT_EQ(other->data, Jpeg(90));
-
+      const TagList sent = SampleTags();
+      for (std::size_t i = 0; i < sent.size(); ++i) {
+        if (sent[i].name == u"_cdtoc") continue;
+        const TagEntry* got = Find(back, sent[i].name);
+        ASSERT_NE(got, nullptr) << Utf8(sent[i].name);
+        const bool joined = v.slashJoins && sent[i].name == u"composer";
+        EXPECT_EQ(Utf8(got->value), joined ? "Comp X/Comp Y" : Utf8(sent[i].value)) << Utf8(sent[i].name);
+        EXPECT_EQ(got->data, sent[i].data) << Utf8(sent[i].name);
+      }
       // 2.2 has only MCI for the table of contents, which readers of 2.2 leave alone.
       const TagEntry* toc = Find(back, u"_cdtoc");
       if (v.major == 2) {

@@ -296,42 +296,6 @@ TEST(ListChunkWrite, SubChunksHaveEvenSizesAndMappedIdentifiers) {
   }
 }
 
-TEST(ListChunkRoundTrip, TagsComeBackUnderTheirReadNames) {
-  ToDepthZero();
-  struct Case {
-    int trackOption;
-    int albumOption;
-    const char16_t* albumReadName;
-  } cases[] = {{0, 0, u"Album"}, {1, 0, u"Album"}, {2, 1, u"Album"}};
-  for (const Case& c : cases) {
-    TagList tags;
-    tags.AddTag(u"title", u"Caf\u00E9 Song");
-    tags.AddTag(u"artist", u"Someone");
-    tags.AddTag(u"album", u"Disc");
-    tags.AddTag(u"track", u"12");
-    tags.AddTag(u"year", u"2001");
-    tags.AddTag(u"WAVELIST-IXYZ", u"odd one");
-    tags.AddTag(u"comment", u"line one\rline two");
-    tags.AddTag(u"Composer", u"not in an INFO list");
-
-    TraceCapture cap;
-    Bytes payload;
-    ASSERT_TRUE(clRIFFLISTChunk::TagsToLIST(payload, tags, cap.context(), c.trackOption, c.albumOption));
-    TagList back;
-    clRIFFLISTChunk chunk;
-    EXPECT_TRUE(chunk.InitFrom(payload, back, cap.context(), c.albumOption));
-    EXPECT_EQ(TextsOf(back), (Pairs{{u"Title", u"Caf\u00E9 Song"},
-                                    {u"Artist", u"Someone"},
-                                    {c.albumReadName, u"Disc"},
-                                    {u"Track", u"12"},
-                                    {u"Year", u"2001"},
-                                    {u"WAVELIST-IXYZ", u"odd one"},
-                                    {u"Comment", u"line one\rline two"}}))
-        << Show(TextsOf(back));
-    EXPECT_TRUE(cap.NoErrors());
-  }
-}
-
 TEST(ListChunkCdToc, TableOfContentsTravelsAsHexText) {
   ToDepthZero();
   // Header (data length, first track 1, last track 2) and entries for tracks 1, 2 and the lead-out.

@@ -41,6 +41,13 @@ Bytes List(std::initializer_list<Bytes> subs, std::string_view type = "INFO") {
   return out;
 }
 
+// A sub-chunk as the writer makes it: the text, its terminator, a second zero to an even size.
+Bytes Written(std::string_view id, std::string text) {
+  text.push_back('\0');
+  if (text.size() % 2) text.push_back('\0');
+  return Sub(id, text);
+}
+
 Bytes Concat(Bytes a, const Bytes& b) {
   std::copy(b.begin(), b.end(), std::back_inserter(a));
   return a;
@@ -55,149 +62,65 @@ TEST(ListChunkRead, DecodesInfoSubChunks) {
   struct Case {
     const char* label;
     Bytes payload;
-    int albumOption;
     bool result;
-    Pairs tags;
-    bool corrupted;
+    std::u16string tags;
+    bool corrupted = false;
+    int albumOption = 0;
   };
   const std::vector<Case> cases = {
-      {"adtl list", List({Sub("labl", "abcd")}, "adtl"), 0, false, {}, false},
-      {"shorter than a list type", {'I', 'N', 'F'}, 0, false, {}, false},
-      {"nothing", {}, 0, false, {}, false},
-      {"INFO and nothing else", List({}), 0, true, {}, false},
-      {"list type in lower case", List({Sub("INAM", "a")}, "info"), 0, true, {{u"Title", u"a"}}, false},
-      {"list type in mixed case", List({Sub("INAM", "a")}, "InFo"), 0, true, {{u"Title", u"a"}}, false},
-      {"odd text without terminator, pad skipped",
-       List({Sub("INAM", "Hello"), Sub("IART", std::string("Bob\0", 4))}),
-       0,
-       true,
-       {{u"Title", u"Hello"}, {u"Artist", u"Bob"}},
-       false},
-      {"text ends at its first zero",
-       List({Sub("ICMT", std::string("ab\0cd", 5))}),
-       0,
-       true,
-       {{u"Comment", u"ab"}},
-       false},
-      {"missing pad byte at the very end",
-       List({Sub("INAM", "Hello", std::nullopt, false)}),
-       0,
-       true,
-       {{u"Title", u"Hello"}},
-       false},
-      {"sub-chunk runs past the payload",
-       List({Sub("INAM", "abc"), Sub("IART", "xy", 40)}),
-       0,
-       false,
-       {{u"Title", u"abc"}},
-       true},
-      {"header ends the payload, size runs past it",
-       List({Sub("INAM", "abc"), {'I', 'A', 'R', 'T', 9, 0, 0, 0}}),
-       0,
-       true,
-       {{u"Title", u"abc"}},
-       true},
-      {"header and one byte, size runs past it",
-       List({Sub("INAM", "abc"), {'I', 'A', 'R', 'T', 9, 0, 0, 0, 'x'}}),
-       0,
-       true,
-       {{u"Title", u"abc"}},
-       true},
-      {"size zero ends decoding",
-       List({Sub("INAM", "a"), Sub("IART", ""), Sub("ICMT", "never read")}),
-       0,
-       true,
-       {{u"Title", u"a"}},
-       false},
-      {"one stray byte at the end", Concat(List({Sub("INAM", "ab")}), {0}), 0, true, {{u"Title", u"ab"}}, false},
-      {"seven stray bytes at the end",
-       Concat(List({Sub("INAM", "ab")}), Bytes(7, 0)),
-       0,
-       false,
-       {{u"Title", u"ab"}},
-       false},
-      {"unknown identifier", List({Sub("IXYZ", "abc")}), 0, true, {{u"WAVELIST-IXYZ", u"abc"}}, false},
-      {"unknown identifier with empty text is dropped", List({Sub("IXYZ", std::string(2, '\0'))}), 0, true, {}, false},
-      {"known identifier with empty text is kept",
-       List({Sub("ICMT", std::string(2, '\0'))}),
-       0,
-       true,
-       {{u"Comment", u""}},
-       false},
-      {"reading is case-sensitive", List({Sub("inam", "x")}), 0, true, {{u"WAVELIST-inam", u"x"}}, false},
-      {"duplicates are kept",
-       List({Sub("IART", "a"), Sub("IART", "b")}),
-       0,
-       true,
-       {{u"Artist", u"a"}, {u"Artist", u"b"}},
-       false},
-      {"album option 0",
-       List({Sub("IPRD", "p"), Sub("ISRC", "s")}),
-       0,
-       true,
-       {{u"Album", u"p"}, {u"ISRC", u"s"}},
-       false},
-      {"album option 1",
-       List({Sub("IPRD", "p"), Sub("ISRC", "s")}),
-       1,
-       true,
-       {{u"Product", u"p"}, {u"Album", u"s"}},
-       false},
-      {"all three track identifiers",
-       List({Sub("ITRK", "1"), Sub("TRCK", "2"), Sub("itrk", "3")}),
-       0,
-       true,
-       {{u"Track", u"1"}, {u"Track", u"2"}, {u"Track", u"3"}},
-       false},
+      {"adtl list", List({Sub("labl", "abcd")}, "adtl"), false, u""},
+      {"shorter than a list type", {'I', 'N', 'F'}, false, u""},
+      {"nothing", {}, false, u""},
+      {"INFO and nothing else", List({}), true, u""},
+      {"list type in lower case", List({Sub("INAM", "a")}, "info"), true, u"Title=a"},
+      {"list type in mixed case", List({Sub("INAM", "a")}, "InFo"), true, u"Title=a"},
+      {"odd text without terminator, pad skipped", List({Sub("INAM", "Hello"), Sub("IART", std::string("Bob\0", 4))}),
+       true, u"Title=Hello; Artist=Bob"},
+      {"text ends at its first zero", List({Sub("ICMT", std::string("ab\0cd", 5))}), true, u"Comment=ab"},
+      {"missing pad byte at the very end", List({Sub("INAM", "Hello", std::nullopt, false)}), true, u"Title=Hello"},
+      {"sub-chunk runs past the payload", List({Sub("INAM", "abc"), Sub("IART", "xy", 40)}), false, u"Title=abc", true},
+      {"header ends the payload, size runs past it", List({Sub("INAM", "abc"), {'I', 'A', 'R', 'T', 9, 0, 0, 0}}), true,
+       u"Title=abc", true},
+      {"header and one byte, size runs past it", List({Sub("INAM", "abc"), {'I', 'A', 'R', 'T', 9, 0, 0, 0, 'x'}}),
+       true, u"Title=abc", true},
+      {"size zero ends decoding", List({Sub("INAM", "a"), Sub("IART", ""), Sub("ICMT", "never read")}), true,
+       u"Title=a"},
+      {"one stray byte at the end", Concat(List({Sub("INAM", "ab")}), {0}), true, u"Title=ab"},
+      {"seven stray bytes at the end", Concat(List({Sub("INAM", "ab")}), Bytes(7, 0)), false, u"Title=ab"},
+      {"unknown identifier", List({Sub("IXYZ", "abc")}), true, u"WAVELIST-IXYZ=abc"},
+      {"unknown identifier with empty text is dropped", List({Sub("IXYZ", std::string(2, '\0'))}), true, u""},
+      {"known identifier with empty text is kept", List({Sub("ICMT", std::string(2, '\0'))}), true, u"Comment="},
+      {"reading is case-sensitive", List({Sub("inam", "x")}), true, u"WAVELIST-inam=x"},
+      {"duplicates are kept", List({Sub("IART", "a"), Sub("IART", "b")}), true, u"Artist=a; Artist=b"},
+      {"album option 0", List({Sub("IPRD", "p"), Sub("ISRC", "s")}), true, u"Album=p; ISRC=s"},
+      {"album option 1", List({Sub("IPRD", "p"), Sub("ISRC", "s")}), true, u"Product=p; Album=s", false, 1},
+      {"all three track identifiers", List({Sub("ITRK", "1"), Sub("TRCK", "2"), Sub("itrk", "3")}), true,
+       u"Track=1; Track=2; Track=3"},
       {"the rest of the table",
        List({Sub("DISP", "a"), Sub("IARL", "b"), Sub("ICMS", "c"), Sub("ICOP", "d"), Sub("ICRD", "e"),
              Sub("ICRP", "f"), Sub("IDIM", "g"), Sub("IDPI", "h"), Sub("IENG", "i"), Sub("IGNR", "j"),
              Sub("IKEY", "k"), Sub("ILGT", "l"), Sub("IMED", "m"), Sub("IPLT", "n"), Sub("ISBJ", "o"),
              Sub("ISFT", "p"), Sub("ISHP", "q"), Sub("ISRF", "r"), Sub("ITCH", "s"), Sub("LOCA", "t"),
              Sub("TLEN", "u"), Sub("TORG", "v"), Sub("TURL", "w"), Sub("TVER", "x")}),
-       0,
        true,
-       {{u"Sound Scheme Title", u"a"},
-        {u"Archival Location", u"b"},
-        {u"Commissioned", u"c"},
-        {u"Copyright", u"d"},
-        {u"Year", u"e"},
-        {u"Cropped", u"f"},
-        {u"Dimensions", u"g"},
-        {u"DPI", u"h"},
-        {u"Engineer", u"i"},
-        {u"Genre", u"j"},
-        {u"Keywords", u"k"},
-        {u"Lightness", u"l"},
-        {u"Medium", u"m"},
-        {u"Palette Setting", u"n"},
-        {u"Subject", u"o"},
-        {u"Encoded By", u"p"},
-        {u"Sharpness", u"q"},
-        {u"Source", u"r"},
-        {u"Technician", u"s"},
-        {u"Location", u"t"},
-        {u"Length", u"u"},
-        {u"Label", u"v"},
-        {u"URL", u"w"},
-        {u"Version", u"x"}},
-       false},
-      {"ANSI text", List({Sub("IART", "Caf\xE9 \x80")}), 0, true, {{u"Artist", u"Caf\u00E9 \u20AC"}}, false},
+       u"Sound Scheme Title=a; Archival Location=b; Commissioned=c; Copyright=d; Year=e; Cropped=f; Dimensions=g; "
+       u"DPI=h; Engineer=i; Genre=j; Keywords=k; Lightness=l; Medium=m; Palette Setting=n; Subject=o; "
+       u"Encoded By=p; Sharpness=q; Source=r; Technician=s; Location=t; Length=u; Label=v; URL=w; Version=x"},
+      {"ANSI text", List({Sub("IART", "Caf\xE9 \x80")}), true, u"Artist=Caf\u00E9 \u20AC"},
   };
   for (const Case& c : cases) {
+    SCOPED_TRACE(c.label);
     TraceCapture cap;
     TagList dest;
     dest.AddTag(u"Earlier", u"kept");
     clRIFFLISTChunk chunk;
-    EXPECT_EQ(chunk.InitFrom(c.payload, dest, cap.context(), c.albumOption), c.result) << c.label;
-    Pairs expected = {{u"Earlier", u"kept"}};
-    expected.insert(expected.end(), c.tags.begin(), c.tags.end());
-    EXPECT_EQ(TextsOf(dest), expected) << c.label << ": " << Show(TextsOf(dest));
-    EXPECT_EQ(TextsOf(chunk.Tags()), c.tags) << c.label;
-    EXPECT_EQ(cap.HasLine(kCorrupted), c.corrupted) << c.label << "\n" << cap.TraceUtf8();
-    EXPECT_TRUE(cap.NoErrors()) << c.label;
+    EXPECT_EQ(chunk.InitFrom(c.payload, dest, cap.context(), c.albumOption), c.result);
+    EXPECT_EQ(Texts(dest), u"Earlier=kept" + (c.tags.empty() ? u"" : u"; " + c.tags));
+    EXPECT_EQ(Texts(chunk.Tags()), c.tags);
+    EXPECT_EQ(cap.HasLine(kCorrupted), c.corrupted) << cap.TraceUtf8();
+    EXPECT_TRUE(cap.NoErrors());
     // Every return, true or false, closes the operation in the trace.
-    EXPECT_TRUE(cap.HasLine(u"<-<-  [clRIFFLISTChunk::InitFrom]")) << c.label;
+    EXPECT_TRUE(cap.HasLine(u"<-<-  [clRIFFLISTChunk::InitFrom]"));
   }
 }
 
@@ -217,7 +140,7 @@ TEST(ListChunkRead, TraceOfADecodedList) {
 
   // A second decode starts its own list afresh.
   EXPECT_TRUE(chunk.InitFrom(List({Sub("ICMT", "c")}), dest, cap.context(), 0));
-  EXPECT_EQ(TextsOf(chunk.Tags()), (Pairs{{u"Comment", u"c"}}));
+  EXPECT_EQ(Texts(chunk.Tags()), u"Comment=c");
   EXPECT_EQ(dest.size(), 2u);
 }
 
@@ -225,74 +148,48 @@ TEST(ListChunkWrite, SubChunksHaveEvenSizesAndMappedIdentifiers) {
   ToDepthZero();
   struct Case {
     const char* label;
-    Pairs tags;
-    int trackOption;
-    int albumOption;
+    std::u16string tags;
     Bytes payload;
+    int trackOption = 0;
+    int albumOption = 0;
   };
   const std::vector<Case> cases = {
       {"odd text gets one zero",
-       {{u"Title", u"abc"}},
-       0,
-       0,
+       u"Title=abc",
        {'I', 'N', 'F', 'O',  // list type
         'I', 'N', 'A', 'M',  // identifier
         4, 0, 0, 0,          // size
         'a', 'b', 'c', 0}},
       {"even text gets two zeros",
-       {{u"Title", u"ab"}},
-       0,
-       0,
+       u"Title=ab",
        {'I', 'N', 'F', 'O',  // list type
         'I', 'N', 'A', 'M',  // identifier
         4, 0, 0, 0,          // size
         'a', 'b', 0, 0}},
-      {"names compare in any case",
-       {{u"ARTIST", u"x"}, {u"Encoded By", u"y"}},
-       0,
-       0,
-       List({Sub("IART", std::string("x\0", 2)), Sub("ISFT", std::string("y\0", 2))})},
-      {"track option 0", {{u"Track", u"7"}}, 0, 0, List({Sub("ITRK", std::string("7\0", 2))})},
-      {"track option 1", {{u"track", u"7"}}, 1, 0, List({Sub("TRCK", std::string("7\0", 2))})},
-      {"track option 2", {{u"track", u"7"}}, 2, 0, List({Sub("itrk", std::string("7\0", 2))})},
-      {"track option 5", {{u"track", u"7"}}, 5, 0, List({Sub("itrk", std::string("7\0", 2))})},
-      {"album option 0",
-       {{u"Album", u"A"}, {u"ISRC", u"I"}},
-       0,
-       0,
-       List({Sub("IPRD", std::string("A\0", 2)), Sub("ISRC", std::string("I\0", 2))})},
-      {"album option 1",
-       {{u"Album", u"A"}, {u"ISRC", u"I"}},
-       0,
-       1,
-       List({Sub("ISRC", std::string("A\0", 2)), Sub("ISRC", std::string("I\0", 2))})},
-      {"unknown identifier kept by name",
-       {{u"wavelist-IXYZ", u"abc"}},
-       0,
-       0,
-       List({Sub("IXYZ", std::string("abc\0", 4))})},
-      {"identifier too long", {{u"WAVELIST-IXYZW", u"abc"}}, 0, 0, {}},
-      {"identifier too short", {{u"WAVELIST-IXY", u"abc"}}, 0, 0, {}},
-      {"empty value skipped", {{u"Comment", u""}}, 0, 0, {}},
-      {"names outside the table skipped", {{u"Product", u"p"}, {u"Composer", u"c"}, {u"Year ", u"y"}}, 0, 0, {}},
-      {"text outside the code page", {{u"Title", u"a\u4E2D"}}, 0, 0, List({Sub("INAM", std::string("a?\0\0", 4))})},
-      {"code page text", {{u"Title", u"\u00E9\u20AC"}}, 0, 0, List({Sub("INAM", std::string("\xE9\x80\0\0", 4))})},
-      {"list order kept",
-       {{u"year", u"1999"}, {u"Copyright", u"c"}, {u"DPI", u"72"}},
-       0,
-       0,
-       List({Sub("ICRD", std::string("1999\0\0", 6)), Sub("ICOP", std::string("c\0", 2)),
-             Sub("IDPI", std::string("72\0\0", 4))})},
+      {"names compare in any case", u"ARTIST=x; Encoded By=y", List({Written("IART", "x"), Written("ISFT", "y")})},
+      {"track option 0", u"Track=7", List({Written("ITRK", "7")})},
+      {"track option 1", u"track=7", List({Written("TRCK", "7")}), 1},
+      {"track option 2", u"track=7", List({Written("itrk", "7")}), 2},
+      {"track option 5", u"track=7", List({Written("itrk", "7")}), 5},
+      {"album option 0", u"Album=A; ISRC=I", List({Written("IPRD", "A"), Written("ISRC", "I")})},
+      {"album option 1", u"Album=A; ISRC=I", List({Written("ISRC", "A"), Written("ISRC", "I")}), 0, 1},
+      {"unknown identifier kept by name", u"wavelist-IXYZ=abc", List({Written("IXYZ", "abc")})},
+      {"identifier too long", u"WAVELIST-IXYZW=abc", {}},
+      {"identifier too short", u"WAVELIST-IXY=abc", {}},
+      {"empty value skipped", u"Comment=", {}},
+      {"names outside the table skipped", u"Product=p; Composer=c; Year =y", {}},
+      {"text outside the code page", u"Title=a\u4E2D", List({Written("INAM", "a?")})},
+      {"code page text", u"Title=\u00E9\u20AC", List({Written("INAM", "\xE9\x80")})},
+      {"list order kept", u"year=1999; Copyright=c; DPI=72",
+       List({Written("ICRD", "1999"), Written("ICOP", "c"), Written("IDPI", "72")})},
   };
   for (const Case& c : cases) {
+    SCOPED_TRACE(c.label);
     TraceCapture cap;
-    TagList tags;
-    for (const auto& [name, value] : c.tags) tags.AddTag(name, value);
     Bytes out = {0xEE};
-    EXPECT_TRUE(clRIFFLISTChunk::TagsToLIST(out, tags, cap.context(), c.trackOption, c.albumOption)) << c.label;
-    EXPECT_EQ(out, c.payload) << c.label;
-    EXPECT_EQ(cap.Trace(), u"->->  [clRIFFLISTChunk::TagsToLIST]\r\n<-<-  [clRIFFLISTChunk::TagsToLIST]\r\n")
-        << c.label;
+    EXPECT_TRUE(clRIFFLISTChunk::TagsToLIST(out, TagsFrom(c.tags), cap.context(), c.trackOption, c.albumOption));
+    EXPECT_EQ(out, c.payload);
+    EXPECT_EQ(cap.Trace(), u"->->  [clRIFFLISTChunk::TagsToLIST]\r\n<-<-  [clRIFFLISTChunk::TagsToLIST]\r\n");
   }
 }
 

@@ -1,24 +1,27 @@
-// A tag list's text entries as name/value pairs, comparable in one assertion.
+// Tag lists as one line of text, "name=value" joined by "; ": tables state
+// the tags they give or take in one field, and one assertion compares them.
 #pragma once
 
 #include <string>
-#include <utility>
-#include <vector>
+#include <string_view>
 
-#include "io/Text.h"
 #include "tags/TagList.h"
 
-using Pairs = std::vector<std::pair<std::u16string, std::u16string>>;
-
-inline Pairs TextsOf(const TagList& list) {
-  Pairs out;
-  for (std::size_t i = 0; i < list.size(); ++i) out.emplace_back(list[i].name, list[i].value);
+inline std::u16string Texts(const TagList& list) {
+  std::u16string out;
+  for (std::size_t i = 0; i < list.size(); ++i) out += (i ? u"; " : u"") + list[i].name + u"=" + list[i].value;
   return out;
 }
 
-// For failure messages.
-inline std::string Show(const Pairs& pairs) {
-  std::string out;
-  for (const auto& [name, value] : pairs) out += WideToUtf8(name) + "=" + WideToUtf8(value) + "; ";
-  return out;
+// The list such a line describes (a name ends at its first '=').
+inline TagList TagsFrom(std::u16string_view text) {
+  TagList list;
+  while (!text.empty()) {
+    const std::size_t end = std::min(text.find(u"; "), text.size());
+    const std::u16string_view entry = text.substr(0, end);
+    const std::size_t equals = entry.find(u'=');
+    list.AddTag(std::u16string(entry.substr(0, equals)), std::u16string(entry.substr(equals + 1)));
+    text.remove_prefix(std::min(end + 2, text.size()));
+  }
+  return list;
 }

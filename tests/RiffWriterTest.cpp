@@ -33,17 +33,13 @@ Bytes MakeChunk(const std::string& id, const Bytes& data) {
 const Bytes kAudio = Noise(4000, 7);
 const Bytes kCue = Noise(20, 9);
 
-struct Layout {
-  std::string id;
-  std::uint64_t size;
-  bool operator==(const Layout&) const = default;
-};
-
-void PrintTo(const Layout& l, std::ostream* out) { *out << "'" << l.id << "' " << l.size; }
-
-std::vector<Layout> LayoutOf(const FileChunks& f) {
-  std::vector<Layout> layout;
-  for (const FileChunk& c : f.chunks) layout.push_back({c.id, c.size});
+// The chunks in file order with their sizes, "fmt 16, data 4000".
+std::string LayoutOf(const FileChunks& f) {
+  std::string layout;
+  for (const FileChunk& c : f.chunks) {
+    const std::string id = c.id.substr(0, c.id.find_last_not_of(' ') + 1);
+    layout += (layout.empty() ? "" : ", ") + id + " " + std::to_string(c.size);
+  }
   return layout;
 }
 
@@ -104,16 +100,16 @@ TEST(RiffWriterInsert, BeforeDataOpensUpWithPadding) {
     std::uint32_t size;
     std::size_t chunkBytes;
     std::uint64_t growth;
-    std::vector<Layout> layout;
+    std::string layout;
   } cases[] = {
-      {0, 0, 100, 100 + 2048, {{"fmt ", 16}, {"test", 92}, {"JUNK", 2040}, {"data", 4000}}},
-      {0, 100, 100, 100 + 256, {{"fmt ", 16}, {"test", 92}, {"JUNK", 248}, {"data", 4000}}},
-      {1, 0, 100, 100 + 2048, {{"fmt ", 16}, {"test", 92}, {"PAD ", 2040}, {"data", 4000}}},
-      {0, 1001, 100, 100 + 1002, {{"fmt ", 16}, {"test", 92}, {"JUNK", 994}, {"data", 4000}}},
-      {0, 16384, 100, 100 + 16384, {{"fmt ", 16}, {"test", 92}, {"JUNK", 16376}, {"data", 4000}}},
-      {2, 0, 100, 100, {{"fmt ", 16}, {"test", 92}, {"data", 4000}}},
+      {0, 0, 100, 100 + 2048, "fmt 16, test 92, JUNK 2040, data 4000"},
+      {0, 100, 100, 100 + 256, "fmt 16, test 92, JUNK 248, data 4000"},
+      {1, 0, 100, 100 + 2048, "fmt 16, test 92, PAD 2040, data 4000"},
+      {0, 1001, 100, 100 + 1002, "fmt 16, test 92, JUNK 994, data 4000"},
+      {0, 16384, 100, 100 + 16384, "fmt 16, test 92, JUNK 16376, data 4000"},
+      {2, 0, 100, 100, "fmt 16, test 92, data 4000"},
       // An odd chunk is followed by its zero pad byte.
-      {2, 0, 99, 100, {{"fmt ", 16}, {"test", 91}, {"data", 4000}}},
+      {2, 0, 99, 100, "fmt 16, test 91, data 4000"},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message() << "type " << c.type << " size " << c.size << " chunk " << c.chunkBytes);
@@ -146,28 +142,19 @@ TEST(RiffWriterInsert, PaddingIsReusedOrReplaced) {
     const char* label;
     Bytes file;
     int index;
-    std::vector<Layout> layout;
+    std::string layout;
     std::int64_t growth;
   } cases[] = {
       {"padding before data holds the chunk and the rest stays padding",
-       WavBuilder().Fmt(FmtChunk()).Chunk("JUNK", Bytes(2040)).Data(kAudio).Build(),
-       1,
-       {{"fmt ", 16}, {"test", 92}, {"JUNK", 1940}, {"data", 4000}},
-       0},
+       WavBuilder().Fmt(FmtChunk()).Chunk("JUNK", Bytes(2040)).Data(kAudio).Build(), 1,
+       "fmt 16, test 92, JUNK 1940, data 4000", 0},
       {"padding of exactly the chunk's size becomes the chunk",
-       WavBuilder().Fmt(FmtChunk()).Chunk("PAD ", Bytes(92)).Data(kAudio).Build(),
-       1,
-       {{"fmt ", 16}, {"test", 92}, {"data", 4000}},
-       0},
+       WavBuilder().Fmt(FmtChunk()).Chunk("PAD ", Bytes(92)).Data(kAudio).Build(), 1, "fmt 16, test 92, data 4000", 0},
       {"padding too small is opened up like any chunk",
-       WavBuilder().Fmt(FmtChunk()).Chunk("JUNK", Bytes(40)).Data(kAudio).Build(),
-       1,
-       {{"fmt ", 16}, {"test", 92}, {"JUNK", 2040}, {"JUNK", 40}, {"data", 4000}},
-       2148},
+       WavBuilder().Fmt(FmtChunk()).Chunk("JUNK", Bytes(40)).Data(kAudio).Build(), 1,
+       "fmt 16, test 92, JUNK 2040, JUNK 40, data 4000", 2148},
       {"padding at the end is dropped for the chunk",
-       WavBuilder().Fmt(FmtChunk()).Data(kAudio).Chunk("JUNK", Bytes(2040)).Build(),
-       2,
-       {{"fmt ", 16}, {"data", 4000}, {"test", 92}},
+       WavBuilder().Fmt(FmtChunk()).Data(kAudio).Chunk("JUNK", Bytes(2040)).Build(), 2, "fmt 16, data 4000, test 92",
        100 - 2048},
   };
   for (const auto& c : cases) {
@@ -201,38 +188,19 @@ TEST(RiffWriterRemove, IntoPaddingInPlaceOrOut) {
     const char* label;
     Bytes file;
     int type;
-    std::vector<Layout> layout;
+    std::string layout;
     std::int64_t growth;
     std::size_t changedFrom, changedTo;  // the only bytes that may differ (in place)
   } cases[] = {
       {"absorbed by the padding behind it",
-       WavBuilder().Fmt(FmtChunk()).Chunk("LIST", list).Chunk("JUNK", Bytes(500)).Data(kAudio).Build(),
-       2,
-       {{"fmt ", 16}, {"JUNK", 608}, {"data", 4000}},
-       0,
-       36,
-       44},
-      {"turned into 'JUNK'",
-       WavBuilder().Fmt(FmtChunk()).Chunk("LIST", list).Data(kAudio).Build(),
-       0,
-       {{"fmt ", 16}, {"JUNK", 100}, {"data", 4000}},
-       0,
-       36,
-       40},
-      {"turned into 'PAD '",
-       WavBuilder().Fmt(FmtChunk()).Chunk("LIST", list).Data(kAudio).Build(),
-       1,
-       {{"fmt ", 16}, {"PAD ", 100}, {"data", 4000}},
-       0,
-       36,
-       40},
+       WavBuilder().Fmt(FmtChunk()).Chunk("LIST", list).Chunk("JUNK", Bytes(500)).Data(kAudio).Build(), 2,
+       "fmt 16, JUNK 608, data 4000", 0, 36, 44},
+      {"turned into 'JUNK'", WavBuilder().Fmt(FmtChunk()).Chunk("LIST", list).Data(kAudio).Build(), 0,
+       "fmt 16, JUNK 100, data 4000", 0, 36, 40},
+      {"turned into 'PAD '", WavBuilder().Fmt(FmtChunk()).Chunk("LIST", list).Data(kAudio).Build(), 1,
+       "fmt 16, PAD 100, data 4000", 0, 36, 40},
       {"no padding wanted: the file is rewritten without it",
-       WavBuilder().Fmt(FmtChunk()).Chunk("LIST", list).Data(kAudio).Build(),
-       2,
-       {{"fmt ", 16}, {"data", 4000}},
-       -108,
-       0,
-       0},
+       WavBuilder().Fmt(FmtChunk()).Chunk("LIST", list).Data(kAudio).Build(), 2, "fmt 16, data 4000", -108, 0, 0},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.label);
@@ -266,7 +234,7 @@ TEST(RiffWriterRemove, LastChunkIsCutOff) {
     ASSERT_TRUE(edit.Run([&](clRIFFHandler& r) { return r.RemoveChunk(2, Padding(type)); }));
     const Bytes after = ReadAll(file);
     EXPECT_EQ(after.size(), before.size() - 110) << type;
-    EXPECT_EQ(LayoutOf(ReadChunks(file)), (std::vector<Layout>{{"fmt ", 16}, {"data", 4000}}));
+    EXPECT_EQ(LayoutOf(ReadChunks(file)), "fmt 16, data 4000");
     EXPECT_EQ(ReadChunks(file).Data("data"), kAudio);
     ExpectWellFormed(file);
   }
@@ -288,81 +256,24 @@ TEST(RiffWriterReplace, GrowsAndShrinksWithoutLosingNeighbours) {
     int index;
     std::size_t newSize;
     int type;
-    std::vector<Layout> layout;
+    std::string layout;
     std::int64_t growth;
   } cases[] = {
-      {"smaller: the padding grows",
-       padded,
-       1,
-       50,
-       0,
-       {{"fmt ", 16}, {"LIST", 50}, {"JUNK", 250}, {"data", 4000}, {"cue ", 20}},
-       0},
-      {"larger, within the padding",
-       padded,
-       1,
-       250,
-       0,
-       {{"fmt ", 16}, {"LIST", 250}, {"JUNK", 50}, {"data", 4000}, {"cue ", 20}},
-       0},
-      {"exactly the room of chunk and padding",
-       padded,
-       1,
-       308,
-       0,
-       {{"fmt ", 16}, {"LIST", 308}, {"data", 4000}, {"cue ", 20}},
-       0},
-      {"two bytes more: the padding header moves onto itself",
-       padded,
-       1,
-       102,
-       0,
-       {{"fmt ", 16}, {"LIST", 102}, {"JUNK", 198}, {"data", 4000}, {"cue ", 20}},
-       0},
-      {"four bytes less: the same the other way",
-       padded,
-       1,
-       96,
-       2,
-       {{"fmt ", 16}, {"LIST", 96}, {"JUNK", 204}, {"data", 4000}, {"cue ", 20}},
-       0},
-      {"odd size within the room",
-       padded,
-       1,
-       151,
-       0,
-       {{"fmt ", 16}, {"LIST", 151}, {"JUNK", 148}, {"data", 4000}, {"cue ", 20}},
-       0},
-      {"room left too small for a padding header: rewritten with fresh padding",
-       padded,
-       1,
-       304,
-       0,
-       {{"fmt ", 16}, {"LIST", 304}, {"JUNK", 2040}, {"data", 4000}, {"cue ", 20}},
-       304 + 2048 - 308},
-      {"larger than the room: rewritten",
-       padded,
-       1,
-       1000,
-       1,
-       {{"fmt ", 16}, {"LIST", 1000}, {"PAD ", 2040}, {"data", 4000}, {"cue ", 20}},
+      {"smaller: the padding grows", padded, 1, 50, 0, "fmt 16, LIST 50, JUNK 250, data 4000, cue 20", 0},
+      {"larger, within the padding", padded, 1, 250, 0, "fmt 16, LIST 250, JUNK 50, data 4000, cue 20", 0},
+      {"exactly the room of chunk and padding", padded, 1, 308, 0, "fmt 16, LIST 308, data 4000, cue 20", 0},
+      {"two bytes more: the padding header moves onto itself", padded, 1, 102, 0,
+       "fmt 16, LIST 102, JUNK 198, data 4000, cue 20", 0},
+      {"four bytes less: the same the other way", padded, 1, 96, 2, "fmt 16, LIST 96, JUNK 204, data 4000, cue 20", 0},
+      {"odd size within the room", padded, 1, 151, 0, "fmt 16, LIST 151, JUNK 148, data 4000, cue 20", 0},
+      {"room left too small for a padding header: rewritten with fresh padding", padded, 1, 304, 0,
+       "fmt 16, LIST 304, JUNK 2040, data 4000, cue 20", 304 + 2048 - 308},
+      {"larger than the room: rewritten", padded, 1, 1000, 1, "fmt 16, LIST 1000, PAD 2040, data 4000, cue 20",
        1000 + 2048 - 308},
-      {"smaller without padding: the rest becomes padding",
-       tight,
-       1,
-       50,
-       0,
-       {{"fmt ", 16}, {"LIST", 50}, {"JUNK", 42}, {"data", 4000}},
-       0},
-      {"smaller, no padding wanted: rewritten without any",
-       tight,
-       1,
-       50,
-       2,
-       {{"fmt ", 16}, {"LIST", 50}, {"data", 4000}},
-       -50},
-      {"larger and last: written at the end", last, 2, 5000, 0, {{"fmt ", 16}, {"data", 4000}, {"LIST", 5000}}, 4900},
-      {"smaller and last: the file is cut", last, 2, 10, 0, {{"fmt ", 16}, {"data", 4000}, {"LIST", 10}}, -90},
+      {"smaller without padding: the rest becomes padding", tight, 1, 50, 0, "fmt 16, LIST 50, JUNK 42, data 4000", 0},
+      {"smaller, no padding wanted: rewritten without any", tight, 1, 50, 2, "fmt 16, LIST 50, data 4000", -50},
+      {"larger and last: written at the end", last, 2, 5000, 0, "fmt 16, data 4000, LIST 5000", 4900},
+      {"smaller and last: the file is cut", last, 2, 10, 0, "fmt 16, data 4000, LIST 10", -90},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.label);
@@ -462,8 +373,7 @@ TEST(RiffWriterRF64, PromotionPast4GiB) {
   const FileChunks r = ReadChunks(big.path);
   EXPECT_TRUE(r.rf64);
   EXPECT_EQ(r.ds64Data, BigFile::kDataSize);
-  EXPECT_EQ(LayoutOf(r),
-            (std::vector<Layout>{{"fmt ", 16}, {"ds64", 28}, {"data", BigFile::kDataSize}, {"LIST", 8192}}));
+  EXPECT_EQ(LayoutOf(r), "fmt 16, ds64 28, data " + std::to_string(BigFile::kDataSize) + ", LIST 8192");
   EXPECT_TRUE(big.AudioIntact());
   const Bytes head = [&] {
     Bytes b(12);

@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <map>
+#include <optional>
 
 #include "FileChunks.h"
 #include "PluginHarness.h"
@@ -280,47 +281,39 @@ TEST_F(TagWrite, BextIsKeptRewrittenOrCreatedOnlyWhenAsked) {
   }
 }
 
-TEST_F(TagWrite, MissingFileFailsInBothWriters) {
-  const fs::path missing = dir.path() / "missing.wav";
-  const std::u16string expected =
-      u"Error opening file '" + missing.u16string() + u"', check no other program has it open. (Win:2)";
-  EXPECT_EQ(Write(missing, {{u"Title", u"x", {}}}), 0);
-  EXPECT_FALSE(Traced(kExitMarker, u"clWaveDecoder_Wave::WriteIDTags"));
-  EXPECT_TRUE(Contains(cap.Errors(), expected + u"  [clWaveDecoder_Wave::BEXTWriter]\r\n")) << cap.TraceUtf8();
-  EXPECT_TRUE(Contains(cap.Errors(), expected + u"  [clWaveDecoder_Wave::IDTagWriter]\r\n")) << cap.TraceUtf8();
-  cap.Reset();
-  EXPECT_EQ(Delete(missing, nullptr), 0);
-  // The deletion entry closes its trace level whatever the writers did.
-  EXPECT_TRUE(Traced(kExitMarker, u"clDecoder_Wave::DeleteATag"));
-}
-
-// A file whose chunk list does not account for its audio (an unfinished
-// recording, a header cut short) is refused by both writers and left as it is.
-TEST_F(TagWrite, UnfinishedFilesAreRefusedAndUntouched) {
+// Files both writers refuse and leave as they are: one that is not there, and
+// ones whose chunk list does not account for their audio (an unfinished
+// recording, a header cut short). The deletion entry still closes its trace level.
+TEST_F(TagWrite, MissingAndUnfinishedFilesAreRefusedAndUntouched) {
   const auto build = [] { return WavBuilder().Fmt(PcmFormat(1, 2, 44100, 16)).Data(kAudio); };
+  const fs::path path = dir.path() / "t.wav";
+  const std::u16string area = u"Error the RIFF area ", left = u": an unfinished or damaged file is left as it is.";
   const struct Case {
     const char* label;
-    Bytes file;
-    std::u16string found;
+    std::optional<Bytes> file;
+    std::u16string error;
   } cases[] = {
+      {"missing", std::nullopt,
+       u"Error opening file '" + path.u16string() + u"', check no other program has it open. (Win:2)"},
       {"RIFF size 0", build().RiffSize(0).Build(),
-       u"(RIFF size 0, file size 6044, chunks none) holds no 'fmt ' and no 'data' chunk"},
+       area + u"(RIFF size 0, file size 6044, chunks none) holds no 'fmt ' and no 'data' chunk" + left},
       {"stale size", build().RiffSize(4 + 24).Build(),
-       u"(RIFF size 28, file size 6044, chunks 'fmt ') holds no 'data' chunk"},
+       area + u"(RIFF size 28, file size 6044, chunks 'fmt ') holds no 'data' chunk" + left},
       {"header cut", build().TruncateTo(24).Build(),
-       u"(RIFF size 6036, file size 24, chunks 'fmt ') holds no 'data' chunk"},
+       area + u"(RIFF size 6036, file size 24, chunks 'fmt ') holds no 'data' chunk" + left},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.label);
     cap.Reset();
-    const auto file = Make(c.file);
-    EXPECT_EQ(Write(file, {{u"Title", u"New", {}}}), 0);
-    EXPECT_EQ(Delete(file, nullptr), 0);
-    EXPECT_EQ(ReadAll(file), c.file);
-    const std::u16string line =
-        u"Error the RIFF area " + c.found + u": an unfinished or damaged file is left as it is.";
+    fs::remove(path);
+    if (c.file) Make(*c.file);
+    EXPECT_EQ(Write(path, {{u"Title", u"New", {}}}), 0);
+    EXPECT_FALSE(Traced(kExitMarker, u"clWaveDecoder_Wave::WriteIDTags"));
+    EXPECT_EQ(Delete(path, nullptr), 0);
+    EXPECT_TRUE(Traced(kExitMarker, u"clDecoder_Wave::DeleteATag"));
+    EXPECT_EQ(fs::exists(path) ? std::optional<Bytes>(ReadAll(path)) : std::nullopt, c.file);
     for (const char16_t* writer : {u"BEXTWriter", u"IDTagWriter"})
-      EXPECT_TRUE(Contains(cap.Errors(), line + u"  [clWaveDecoder_Wave::" + writer + u"]\r\n")) << cap.TraceUtf8();
+      EXPECT_TRUE(Contains(cap.Errors(), c.error + u"  [clWaveDecoder_Wave::" + writer + u"]\r\n")) << cap.TraceUtf8();
   }
 }
 

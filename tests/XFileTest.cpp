@@ -131,20 +131,6 @@ TEST(XFileReadWrite, ShortReadAtEndIsNotAnError) {
   EXPECT_FALSE(file.Seek(-1));
 }
 
-TEST(XFileReadWrite, NullBufferIsOnlyFineForNothing) {
-  TempDir dir;
-  const std::u16string name = dir / u"w.bin";
-  XFile file;
-  ASSERT_TRUE(file.Create(name));
-  EXPECT_TRUE(file.Write(nullptr, 0));
-  EXPECT_FALSE(file.Write(nullptr, 5));
-  EXPECT_TRUE(file.Write("abc", 3));
-  EXPECT_EQ(file.Size(), 3);
-  EXPECT_EQ(file.Tell(), 3);
-  file.Close();
-  EXPECT_EQ(ReadBytes(name), "abc");
-}
-
 TEST(XFileReadWrite, CreateTruncatesAndAttachedHandleIsNotClosed) {
   TempDir dir;
   const std::u16string name = dir / u"\u00dcn\u00efc\u00f6d\u00e9 \u266a.wav";
@@ -152,6 +138,9 @@ TEST(XFileReadWrite, CreateTruncatesAndAttachedHandleIsNotClosed) {
   XFile owner;
   ASSERT_TRUE(owner.Create(name));
   EXPECT_EQ(owner.Size(), 0);
+  // A null buffer is only fine for nothing.
+  EXPECT_TRUE(owner.Write(nullptr, 0));
+  EXPECT_FALSE(owner.Write(nullptr, 5));
   ASSERT_TRUE(owner.Write("new", 3));
   {
     XFile borrower;
@@ -287,22 +276,32 @@ TEST(XFileRewrite, CommitReplacesTargetAndDiscardLeavesIt) {
   TempDir dir;
   const std::u16string target = dir / u"song.wav";
   const std::u16string temp = dir / u"song.wav.tmp";
+  enum Begun { kCreated, kNotOpened, kOpenFailed };
   const struct {
     const char* name;
+    Begun begun;
     bool commit;
     bool finish;  // FinishRewrite, else DiscardRewrite
     std::string expected;
   } cases[] = {
-      {"commit", true, true, "rewritten"},
-      {"finish without commit", false, true, "original"},
-      {"discard", true, false, "original"},
+      {"commit", kCreated, true, true, "rewritten"},
+      {"finish without commit", kCreated, false, true, "original"},
+      {"discard", kCreated, true, false, "original"},
+      {"never opened", kNotOpened, true, true, "original"},
+      {"never opened, no commit", kNotOpened, false, true, "original"},
+      // A failed open stores the path but still begins nothing.
+      {"open failed", kOpenFailed, true, true, "original"},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     WriteBytes(target, "original");
     XFile file;
-    ASSERT_TRUE(file.Create(temp));
-    ASSERT_TRUE(file.Write("rewritten", 9));
+    if (c.begun == kCreated) {
+      ASSERT_TRUE(file.Create(temp));
+      ASSERT_TRUE(file.Write("rewritten", 9));
+    } else if (c.begun == kOpenFailed) {
+      EXPECT_FALSE(file.OpenRead(target + u".missing"));
+    }
     file.SetRewriteTarget(target);
     file.SetCommit(c.commit);
     if (c.finish) {
@@ -314,25 +313,6 @@ TEST(XFileRewrite, CommitReplacesTargetAndDiscardLeavesIt) {
     EXPECT_FALSE(XFile::Exists(temp));
     EXPECT_EQ(ReadBytes(target), c.expected);
   }
-}
-
-TEST(XFileRewrite, FinishWithoutOpenTouchesNothing) {
-  TempDir dir;
-  const std::u16string target = dir / u"song.wav";
-  WriteBytes(target, "original");
-  for (const bool commit : {true, false}) {
-    XFile file;
-    file.SetRewriteTarget(target);
-    file.SetCommit(commit);
-    EXPECT_TRUE(file.FinishRewrite());
-    EXPECT_EQ(ReadBytes(target), "original");
-  }
-  // A failed open stores the path but still begins nothing.
-  XFile failed;
-  EXPECT_FALSE(failed.OpenRead(target + u".missing"));
-  failed.SetRewriteTarget(target);
-  EXPECT_TRUE(failed.FinishRewrite());
-  EXPECT_EQ(ReadBytes(target), "original");
 }
 
 TEST(XFileRewrite, FailedCommitRemovesTempAndKeepsTarget) {

@@ -79,32 +79,6 @@ TEST(TagListBlock, ReadingKeepsWhatFitsAndStopsAtTheFirstBadRecord) {
   }
 }
 
-TEST(TagListBlock, WritesCountAndRecordsAndReadsThemBack) {
-  TagList empty;
-  EXPECT_EQ(empty.ToBlock(), (Bytes{0, 0, 0, 0}));
-
-  TagList list;
-  list.AddTag(u"", u"");
-  list.AddTag(u"Title", u"Caf\u00E9\rSecond");
-  const Bytes picture = {0x89, 'P', 'N', 'G', 0, 0, 0xFF};
-  list.AddTag(u"_albumart_1_Front Album Cover", u"", picture);
-  EXPECT_EQ(list.TagEntrySize(0), 8);
-
-  const Bytes block = list.ToBlock();
-  const Bytes head = {3, 0, 0, 0,  // count
-                      8, 0, 0, 0,  // record length: the field and two zero units
-                      0, 0, 0, 0};
-  ASSERT_GE(block.size(), head.size());
-  EXPECT_TRUE(std::equal(head.begin(), head.end(), block.begin()));
-  EXPECT_EQ(std::int64_t(block.size()), 4 + list.TagEntrySize(0) + list.TagEntrySize(1) + list.TagEntrySize(2));
-
-  TagList back;
-  back.FromBlock(block);
-  ExpectEntries(back, {{u"", u"", {}}, {u"Title", u"Caf\u00E9\rSecond", {}}, {list[2].name, u"", picture}},
-                "round trip");
-  EXPECT_EQ(back.ToBlock(), block);
-}
-
 TEST(TagList, NamesCompareWithAsciiFoldingOnly) {
   TagList list;
   list.AddTag(u"album", u"1");

@@ -74,70 +74,58 @@ void Feed(ACMDecoder& converter, AudioBuffer& input, const Bytes& bytes, bool fi
 }
 }  // namespace
 
-TEST(AcmConverter, ImaReadsOf64BlocksConvert63ThenHoldOneBackUntilTheFinalCall) {
-  FakeCodec codec;
-  ACMDecoder converter(OpenerFor(codec));
-  ASSERT_TRUE(converter.CreateNewConverter(Ima(1024)));
-  AudioBuffer input;
-  input.format.Assign(Ima(1024));
-  // The last read is 10 blocks and a part block: the final call takes it all.
-  const std::vector<Bytes> reads = {Noise(65536, 1), Noise(65536, 2), Noise(65536, 3), Noise(10 * 1024 + 300, 4)};
-  Bytes all, out;
-  for (std::size_t i = 0; i < reads.size(); ++i) {
-    all = all + reads[i];
-    Feed(converter, input, reads[i], i + 1 == reads.size(), out);
+// Reads of 1024-byte IMA blocks, each into the one reused input buffer. The
+// codec is offered whole blocks only, all but the last whole block of each
+// read until the final call takes everything; what it leaves unused and a read
+// shorter than a block wait in storage of the converter's own. The output is
+// the input, in order, whatever the reads.
+TEST(AcmConverter, CodecIsOfferedWholeBlocksAndTheRestWaits) {
+  const struct Case {
+    const char* label;
+    std::vector<std::size_t> reads;
+    std::uint32_t shortBy;  // bytes the codec leaves unused of each call but the last
+    std::vector<std::uint32_t> offered;
+  } cases[] = {
+      // The last read is 10 blocks and a part block: the final call takes it all.
+      {"reads of 64 blocks",
+       {65536, 65536, 65536, 10 * 1024 + 300},
+       0,
+       {63 * 1024, 64 * 1024, 64 * 1024, 11 * 1024 + 300}},
+      // 4096 pending: 3 blocks offered, 100 bytes back. Then 1124 + 4096: 4 blocks
+      // offered (one held back), 100 back again. Then all 1224 + 4096.
+      {"input left unused is offered again first", {4096, 4096, 4096}, 100, {3072, 4096, 5320}},
+      {"a read shorter than a block", {500, 2048, 1024}, 0, {1024, 2548}},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.label);
+    FakeCodec codec;
+    codec.shortBy = c.shortBy;
+    ACMDecoder converter(OpenerFor(codec));
+    ASSERT_TRUE(converter.CreateNewConverter(Ima(1024)));
+    AudioBuffer input;
+    input.format.Assign(Ima(1024));
+    Bytes all, out;
+    for (std::size_t i = 0; i < c.reads.size(); ++i) {
+      const Bytes read = Noise(c.reads[i], std::uint32_t(i + 1));
+      all = all + read;
+      Feed(converter, input, read, i + 1 == c.reads.size(), out);
+      if (c.reads[i] < 1024) {
+        EXPECT_EQ(converter.CarryOver().pending(), c.reads[i]);
+        EXPECT_FALSE(converter.CarryOver().borrowed());
+      }
+    }
+    ASSERT_EQ(codec.calls.size(), c.offered.size());
+    for (std::size_t i = 0; i < c.offered.size(); ++i) {
+      const unsigned flags = i + 1 == c.offered.size() ? kAcmConvertEnd
+                             : i == 0                  ? kAcmConvertStart | kAcmConvertBlockAlign
+                                                       : kAcmConvertBlockAlign;
+      EXPECT_EQ(codec.calls[i].offered, c.offered[i]) << "call " << i;
+      EXPECT_EQ(codec.calls[i].flags, flags) << "call " << i;
+    }
+    // The held-back blocks survive the reuse of the read buffer.
+    EXPECT_EQ(out, all);
+    EXPECT_EQ(converter.CarryOver().pending(), 0u);
   }
-  const std::vector<std::uint32_t> offered = {63 * 1024, 64 * 1024, 64 * 1024, 11 * 1024 + 300};
-  const std::vector<unsigned> flags = {kAcmConvertStart | kAcmConvertBlockAlign, kAcmConvertBlockAlign,
-                                       kAcmConvertBlockAlign, kAcmConvertEnd};
-  ASSERT_EQ(codec.calls.size(), offered.size());
-  for (std::size_t i = 0; i < offered.size(); ++i) {
-    EXPECT_EQ(codec.calls[i].offered, offered[i]) << "call " << i;
-    EXPECT_EQ(codec.calls[i].flags, flags[i]) << "call " << i;
-  }
-  // The held-back block survives the reuse of the read buffer.
-  EXPECT_EQ(out, all);
-  EXPECT_EQ(converter.CarryOver().pending(), 0u);
-}
-
-TEST(AcmConverter, InputTheCodecLeavesUnusedIsOfferedAgainFirst) {
-  FakeCodec codec;
-  codec.shortBy = 100;
-  ACMDecoder converter(OpenerFor(codec));
-  ASSERT_TRUE(converter.CreateNewConverter(Ima(1024)));
-  AudioBuffer input;
-  input.format.Assign(Ima(1024));
-  Bytes all, out;
-  for (int i = 0; i < 3; ++i) {
-    const Bytes read = Noise(4096, std::uint32_t(10 + i));
-    all = all + read;
-    Feed(converter, input, read, i == 2, out);
-  }
-  // 4096 pending: 3 blocks offered, 100 bytes back. Then 1124 + 4096: 4 blocks
-  // offered (one held back), 100 back again. Then all 1224 + 4096.
-  ASSERT_EQ(codec.calls.size(), 3u);
-  EXPECT_EQ(codec.calls[0].offered, 3072u);
-  EXPECT_EQ(codec.calls[1].offered, 4096u);
-  EXPECT_EQ(codec.calls[2].offered, 5320u);
-  EXPECT_EQ(out, all);
-}
-
-TEST(AcmConverter, AReadShorterThanABlockWaitsInOwnedStorage) {
-  FakeCodec codec;
-  ACMDecoder converter(OpenerFor(codec));
-  ASSERT_TRUE(converter.CreateNewConverter(Ima(1024)));
-  AudioBuffer input;
-  input.format.Assign(Ima(1024));
-  Bytes out;
-  const Bytes first = Noise(500, 7), second = Noise(2048, 8), last = Noise(1024, 9);
-  Feed(converter, input, first, false, out);
-  EXPECT_TRUE(codec.calls.empty());
-  EXPECT_TRUE(out.empty());
-  EXPECT_EQ(converter.CarryOver().pending(), 500u);
-  EXPECT_FALSE(converter.CarryOver().borrowed());
-  Feed(converter, input, second, false, out);
-  Feed(converter, input, last, true, out);
-  EXPECT_EQ(out, first + second + last);
 }
 
 TEST(AcmConverter, PcmAndFloatPassThroughWithoutCopyOrStream) {

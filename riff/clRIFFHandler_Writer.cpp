@@ -603,8 +603,13 @@ bool clRIFFHandler::RemoveChunk(int index, PaddingType paddingType) {
   CalcAllChunks();
   const std::size_t at = std::size_t(index);
   RIFFChunkInfo& record = *chunks_[at];
+  // What the removed chunk held is cleared once the new headers stand, so that a deleted tag cannot be read
+  // back from the padding, and a stop in between leaves either the old chunk or padding.
+  std::uint64_t clearFrom = 0, clearTo = 0;
   if (at + 1 < chunks_.size() && IsPadding(chunks_[at + 1]->ChunkID)) {
     RIFFChunkInfo& next = *chunks_[at + 1];
+    clearFrom = record.FileDataPosition;
+    clearTo = next.FileDataPosition;  // the old padding's own header too
     next.DataSize += Padded(record.DataSize) + kChunkHeaderSize;
     next.HeaderDirty = true;
     chunks_.erase(chunks_.begin() + std::ptrdiff_t(at));
@@ -620,11 +625,14 @@ bool clRIFFHandler::RemoveChunk(int index, PaddingType paddingType) {
     record.ChunkID = paddingType == PaddingType::Junk ? kJunk : kPad;
     record.HeaderDirty = true;
     currentChunk_ = &record;
+    clearFrom = record.FileDataPosition;
+    clearTo = End(record);
   } else {
     if (!Splice(record.ChunkPosition, End(record), 0)) return false;
     chunks_.erase(chunks_.begin() + std::ptrdiff_t(at));
     currentChunk_ = nullptr;
   }
   if (!WriteChunkHeaders()) return false;
+  if (clearTo > clearFrom && !WriteZeros(Out(), clearFrom, clearTo - clearFrom, log_, kRemove)) return false;
   return scope.Ok();
 }

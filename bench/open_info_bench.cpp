@@ -39,8 +39,10 @@ void Chunk(Bytes& file, const char* id, const Bytes& body) {
 Bytes InfoList(int n) {
   Bytes list;
   Text(list, "INFO");
-  for (const auto& [id, value] : {std::pair{"INAM", "Title " + std::to_string(n)}, {"IART", std::string("Artist")},
-                                  {"IPRD", std::string("Album")}, {"ICRD", std::string("2004-05-28")}}) {
+  for (const auto& [id, value] : {std::pair{"INAM", "Title " + std::to_string(n)},
+                                  {"IART", std::string("Artist")},
+                                  {"IPRD", std::string("Album")},
+                                  {"ICRD", std::string("2004-05-28")}}) {
     Bytes text(value.begin(), value.end());
     text.push_back(0);
     Chunk(list, id, text);
@@ -57,8 +59,10 @@ void Id3Frame(Bytes& tag, const char* id, const Bytes& body) {
 
 Bytes Id3Tag(int n) {
   Bytes frames;
-  for (const auto& [id, value] : {std::pair{"TIT2", "Title " + std::to_string(n)}, {"TPE1", std::string("Artist")},
-                                  {"TALB", std::string("Album")}, {"TRCK", std::to_string(n % 20 + 1)},
+  for (const auto& [id, value] : {std::pair{"TIT2", "Title " + std::to_string(n)},
+                                  {"TPE1", std::string("Artist")},
+                                  {"TALB", std::string("Album")},
+                                  {"TRCK", std::to_string(n % 20 + 1)},
                                   {"TYER", std::string("2004")}}) {
     Bytes body{0};
     Text(body, value);
@@ -145,7 +149,8 @@ int main(int argc, char** argv) {
     const std::filesystem::path path = dir / ("tagged" + std::to_string(i) + ".wav");
     if (!std::filesystem::exists(path)) {
       const Bytes bytes = TaggedWave(i);
-      std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
+      std::ofstream(path, std::ios::binary)
+          .write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
     }
     paths.push_back(path.string());
     names.push_back(Utf8ToWide(path.string()));

@@ -5,7 +5,8 @@
 // output is that of a single read of everything; no conversion gives more
 // than the stream's Size promised, and every output holds whole frames.
 //
-// Input: the chunk's size (16 bits), the chunk, the read size (16 bits, in whole blocks; 0 reads all at once), the audio.
+// Input: the chunk's size (16 bits), the chunk, the read size (16 bits, in whole blocks; 0 reads all at once), the
+// audio.
 #pragma once
 
 #include <algorithm>

@@ -17,9 +17,7 @@ std::string_view NumericLocaleName() {
 }
 
 // The C locale and its UTF-8 twin have no separator: loading them would only tell us so.
-bool IsCLocale(std::string_view name) {
-  return name == "C" || name == "POSIX" || name.starts_with("C.");
-}
+bool IsCLocale(std::string_view name) { return name == "C" || name == "POSIX" || name.starts_with("C."); }
 }  // namespace
 
 // The user's locale gives the separator; numbers are grouped by thousands

@@ -63,7 +63,7 @@ bool ReadTagChunks(std::span<const ChunkRef> chunks, const ChunkBytes& bytes, Ta
     if (!bytes(i, buffer)) continue;
     TagList found;
     try {
-      const std::int64_t size = ReadID3v2(buffer, found, id3Options);
+      const std::int64_t size = ReadID3v2(std::move(buffer), found, id3Options);
       // A tag that claims more than its chunk holds is not trusted at all.
       if (size > std::int64_t(chunk.size)) {
         TraceInformation(u"ID3v2 tag of " + ToText(size) + u" bytes does not fit its chunk of " + ToTextU(chunk.size) +

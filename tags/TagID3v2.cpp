@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <map>
 #include <optional>
 #include <string>
@@ -83,8 +84,11 @@ class FrameCollector {
   FrameCollector(const ID3v2ReadOptions& options, int major) : options_(options), major_(major) {}
 
   void Add(const Frame& frame);
-  // Hands the collected entries (pictures moved, not copied) to out; the collector is spent.
-  void AppendTo(TagList& out);
+  // Hands the collected entries to out; the collector is spent. The pictures are views into the frames until
+  // then. With storage (the bytes the frames were read from, which the caller gives up), a picture that fills
+  // most of it takes the storage over instead of being copied: the tag is spent once read, and its picture
+  // can be hundreds of kilobytes.
+  void AppendTo(TagList& out, std::vector<std::uint8_t>* storage);
 
  private:
   using Handler = void (FrameCollector::*)(const Frame&, ByteReader&);
@@ -118,8 +122,9 @@ class FrameCollector {
 
   struct PictureEntry {
     std::u16string name;
-    std::vector<std::uint8_t> data;
+    ByteSpan data;
   };
+  const PictureEntry* PictureToAdopt(const std::vector<std::uint8_t>& storage) const;
 
   const ID3v2ReadOptions& options_;
   int major_;
@@ -280,7 +285,7 @@ void FrameCollector::Picture(const Frame&, ByteReader& r) {
   const ByteSpan image = r.Rest();
   if (!r.ok() || image.empty()) return;
   const int ordinal = int(pictures_.size()) + 1;
-  pictures_.push_back({AlbumArtName(ordinal, type, Utf8ToWide(description)), {image.begin(), image.end()}});
+  pictures_.push_back({AlbumArtName(ordinal, type, Utf8ToWide(description)), image});
 }
 
 void FrameCollector::CdToc(const Frame& frame, ByteReader&) {
@@ -316,7 +321,21 @@ void FrameCollector::CompleteYear(std::map<std::string, std::vector<std::string>
   if (hourMinute_) date += "T" + hourMinute_->substr(0, 2) + ":" + hourMinute_->substr(2, 2);
 }
 
-void FrameCollector::AppendTo(TagList& out) {
+const FrameCollector::PictureEntry* FrameCollector::PictureToAdopt(const std::vector<std::uint8_t>& storage) const {
+  const auto begin = reinterpret_cast<std::uintptr_t>(storage.data());
+  const auto end = begin + storage.size();
+  const PictureEntry* largest = nullptr;
+  for (const PictureEntry& picture : pictures_) {
+    const auto at = reinterpret_cast<std::uintptr_t>(picture.data.data());
+    // An unsynchronised tag or frame was undone into memory of its own.
+    if (at < begin || at + picture.data.size() > end) continue;
+    if (!largest || picture.data.size() > largest->data.size()) largest = &picture;
+  }
+  // A small picture must not keep a large tag's memory alive.
+  return largest && largest->data.size() >= storage.size() / 2 ? largest : nullptr;
+}
+
+void FrameCollector::AppendTo(TagList& out, std::vector<std::uint8_t>* storage) {
   TagList list;
   if (options_.reportVersion) list.AddTag(u"TagVersion", u"ID3v2." + ToText(major_));
   std::map<std::string, std::vector<std::string>> byName = values_;
@@ -327,24 +346,44 @@ void FrameCollector::AppendTo(TagList& out) {
     for (std::size_t i = 1; i < values.size(); ++i) joined += '\r' + values[i];
     list.AddTag(Utf8ToWide(name), Utf8ToWide(joined));
   }
-  for (PictureEntry& picture : pictures_) list.AddTag(picture.name, u"", std::move(picture.data));
+  const PictureEntry* adopt = storage ? PictureToAdopt(*storage) : nullptr;
+  TagEntry* adopter = nullptr;
+  for (const PictureEntry& picture : pictures_) {
+    if (&picture == adopt)
+      adopter = &list.AddTag(picture.name, u"", std::vector<std::uint8_t>{});
+    else
+      list.AddTag(picture.name, u"", picture.data);
+  }
   if (cdtoc_) list.AddTag(u"_cdtoc", u"", *cdtoc_);
   ApplySlashArtistRule(list);
+  // Last, once nothing can throw and nothing else looks into the storage any more.
+  if (adopter) {
+    std::memmove(storage->data(), adopt->data.data(), adopt->data.size());
+    storage->resize(adopt->data.size());
+    adopter->data = std::move(*storage);
+    storage->clear();
+  }
   out.TakeEntries(std::move(list));
 }
 
 }  // namespace
 
-std::int64_t ReadID3v2(std::span<const std::uint8_t> bytes, TagList& out, const ID3v2ReadOptions& options) {
+namespace {
+std::int64_t ReadTag(std::span<const std::uint8_t> bytes, std::vector<std::uint8_t>* storage, TagList& out,
+                     const ID3v2ReadOptions& options) {
   try {
     const id3parser::TagHeader header = id3parser::ReadTagHeader(bytes);
     FrameCollector collector(options, header.major);
     // A compressed 2.2 tag has no defined compression: it is read as empty.
-    if (!header.compressed) {
-      const id3parser::HeldBytes area = id3parser::FrameArea(bytes, header);
-      for (const Frame& frame : id3parser::ReadFrames(area.bytes(), header)) collector.Add(frame);
+    if (header.compressed) {
+      collector.AppendTo(out, nullptr);
+      return header.TotalSize();
     }
-    collector.AppendTo(out);
+    // The collector's pictures look into the area and the frames until it hands them over.
+    const id3parser::HeldBytes area = id3parser::FrameArea(bytes, header);
+    const std::vector<Frame> frames = id3parser::ReadFrames(area.bytes(), header);
+    for (const Frame& frame : frames) collector.Add(frame);
+    collector.AppendTo(out, storage);
     return header.TotalSize();
   } catch (const id3parser::parseError&) {
     throw;
@@ -354,4 +393,13 @@ std::int64_t ReadID3v2(std::span<const std::uint8_t> bytes, TagList& out, const 
     // Out of memory and the like: to the caller it is a tag it could not read.
     throw id3parser::parseError();
   }
+}
+}  // namespace
+
+std::int64_t ReadID3v2(std::span<const std::uint8_t> bytes, TagList& out, const ID3v2ReadOptions& options) {
+  return ReadTag(bytes, nullptr, out, options);
+}
+
+std::int64_t ReadID3v2(std::vector<std::uint8_t>&& storage, TagList& out, const ID3v2ReadOptions& options) {
+  return ReadTag(storage, &storage, out, options);
 }

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <span>
+#include <vector>
 
 #include "tags/TagList.h"
 
@@ -17,6 +18,9 @@ struct ID3v2ReadOptions {
 // and footer), which may exceed bytes when the tag was cut short. Throws
 // id3parser::parseError on a malformed header, leaving out unchanged.
 std::int64_t ReadID3v2(std::span<const std::uint8_t> bytes, TagList& out, const ID3v2ReadOptions& options);
+// The same for a tag in storage that the caller gives up: a picture that fills most of it takes the
+// storage over instead of being copied, and the storage is left empty; otherwise it is left as it was.
+std::int64_t ReadID3v2(std::vector<std::uint8_t>&& storage, TagList& out, const ID3v2ReadOptions& options);
 
 class TagID3v2 {
  public:

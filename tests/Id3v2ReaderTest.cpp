@@ -84,15 +84,32 @@ struct Result {
   TagList list;
   std::int64_t size = -1;
   bool failed = false;
+  bool storageTaken = false;  // by a picture, when read from storage given up
 };
 
+std::string Dump(const TagList& list) {
+  std::string out;
+  for (std::size_t i = 0; i < list.size(); ++i)
+    out += WideToUtf8(list[i].name) + "=" + WideToUtf8(list[i].value) + "[" +
+           std::string(list[i].data.begin(), list[i].data.end()) + "]\n";
+  return out;
+}
+
+// Reads the tag both from a view and from storage given up, which must come out the same.
 Result Read(const Bytes& tag, const ID3v2ReadOptions& options = {}) {
-  Result r;
-  try {
-    r.size = ReadID3v2(tag, r.list, options);
-  } catch (const id3parser::parseError&) {
-    r.failed = true;
+  Result r, fromStorage;
+  Bytes storage = tag;
+  for (Result* into : {&r, &fromStorage}) {
+    try {
+      into->size = into == &r ? ReadID3v2(tag, r.list, options) : ReadID3v2(std::move(storage), into->list, options);
+    } catch (const id3parser::parseError&) {
+      into->failed = true;
+    }
   }
+  EXPECT_EQ(Dump(fromStorage.list), Dump(r.list));
+  EXPECT_EQ(fromStorage.size, r.size);
+  EXPECT_EQ(fromStorage.failed, r.failed);
+  r.storageTaken = storage.empty();
   return r;
 }
 
@@ -307,6 +324,22 @@ TEST(Id3v2Reader, PicturesAndCdTocFollowTheTextEntries) {
   EXPECT_EQ(r.list[1].data, jpeg);
   EXPECT_EQ(r.list[2].data, png);
   EXPECT_EQ(r.list[3].data, (Bytes{1, 2, 3, 4}));
+
+  EXPECT_FALSE(r.storageTaken);
+
+  // A picture that fills most of its tag takes the tag's storage over, after the pictures before it were
+  // copied out of it; an unsynchronised tag was undone into memory of its own and is copied from there.
+  const Bytes cover = Cat({png, Bytes(4000, 0xAB)});
+  const Bytes frames =
+      Cat({Frame(3, "TIT2", Text("Song")), Frame(3, "APIC", Cat({{0}, B("image/jpeg"), {0, 4, 0}, jpeg})),
+           Frame(3, "APIC", Cat({{0}, B("image/png"), {0, 3, 0}, cover}))});
+  for (const bool unsynchronised : {false, true}) {
+    const Result big = Read(unsynchronised ? Tag(3, Unsync(frames), 0x80) : Tag(3, frames));
+    EXPECT_EQ(big.storageTaken, !unsynchronised);
+    ASSERT_EQ(big.list.size(), 3u);
+    EXPECT_EQ(big.list[1].data, jpeg);
+    EXPECT_EQ(big.list[2].data, cover);
+  }
 
   const Bytes v22 = Tag(2, Frame(2, "PIC", Cat({{0}, B("PNG"), {4}, B("back"), {0}, png})));
   const Result r22 = Read(v22);

@@ -70,7 +70,7 @@ struct OpenRequest {
 };
 
 void PrintInfoJson(const std::string& file, const OpenRecord& record, long long samples,
-                   const std::vector<HostTag>& props, const std::vector<HostTag>& tags) {
+                   const std::vector<ShownTag>& props, const std::vector<ShownTag>& tags) {
   const FormatView f = ViewFormat(record.Format);
   std::printf(
       "{\"file\": %s,\n \"format\": {\"tag\": %u, \"channels\": %u, \"sampleRate\": %u, \"bitsPerSample\": %u, "
@@ -89,10 +89,10 @@ void PrintInfoJson(const std::string& file, const OpenRecord& record, long long 
 }
 
 void PrintInfoText(const std::string& file, const OpenRecord& record, long long samples,
-                   const std::vector<HostTag>& props, const std::vector<HostTag>& tags) {
+                   const std::vector<ShownTag>& props, const std::vector<ShownTag>& tags) {
   const FormatView f = ViewFormat(record.Format);
   std::string chunkMap;
-  for (const HostTag& p : props)
+  for (const ShownTag& p : props)
     if (p.name == u"Riff Chunks") chunkMap = WideToUtf8(p.value);
   std::printf("File:        %s\n", file.c_str());
   std::printf("Format:      tag %u, %u channels, %u Hz, %u bits\n", f.tag, f.channels, f.rate, f.bits);
@@ -100,7 +100,7 @@ void PrintInfoText(const std::string& file, const OpenRecord& record, long long 
   std::printf("Bit rate:    %u kbit/s\n", record.BitRate / 1000);
   std::printf("Data size:   %lld bytes\n", (long long)record.DataBytes);
   std::printf("Properties:\n");
-  for (const HostTag& p : props)
+  for (const ShownTag& p : props)
     if (p.name != u"Riff Chunks") std::printf("  %s: %s\n", WideToUtf8(p.name).c_str(), WideToUtf8(p.value).c_str());
   std::printf("Tags:%s\n", tags.empty() ? " (none)" : "");
   PrintTagsText(tags, "  ");
@@ -189,8 +189,9 @@ int CommandInfo(Session& s, const Words& args) {
   const OpenRecord& record = open.record;
   const int ok = s.plugin.Open(s.decoder, &open.record);
   // The blocks belong to the plug-in until Close: read them first.
-  const std::vector<HostTag> tags = ok ? ParseTagBlock(record.TagData, record.TagDataBytes) : std::vector<HostTag>{};
-  const std::vector<HostTag> props = ok ? ParseTagBlock(record.PropData, record.PropDataBytes) : std::vector<HostTag>{};
+  const std::vector<ShownTag> tags = ok ? ShowTagBlock(record.TagData, record.TagDataBytes) : std::vector<ShownTag>{};
+  const std::vector<ShownTag> props =
+      ok ? ShowTagBlock(record.PropData, record.PropDataBytes) : std::vector<ShownTag>{};
   s.plugin.Close(s.decoder, 0);
   if (a.Has("--trace")) s.PrintTrace();
   if (!ok) {
@@ -198,7 +199,7 @@ int CommandInfo(Session& s, const Words& args) {
     return 1;
   }
   long long samples = (long long)(record.LengthMs * ViewFormat(record.Format).rate / 1000);
-  for (const HostTag& p : props)
+  for (const ShownTag& p : props)
     if (p.name == u"Sample Count") samples = std::stoll("0" + Digits(p.value));
   if (a.Has("--json"))
     PrintInfoJson(a.First(), record, samples, props, tags);

@@ -1,5 +1,7 @@
 #include "host/TagBlock.h"
 
+#include <algorithm>
+
 #include "io/ByteReader.h"
 #include "io/ByteWriter.h"
 
@@ -14,26 +16,43 @@ bool ReadString(ByteReader& r, std::size_t end, std::u16string& out) {
   out.clear();
   return false;
 }
-}  // namespace
 
-std::vector<HostTag> ParseTagBlock(const std::uint8_t* block, std::size_t size) {
-  std::vector<HostTag> tags;
-  if (!block || size < 5) return tags;
+// Calls add(name, value, data) for each record.
+template <typename Add>
+void ForEachRecord(const std::uint8_t* block, std::size_t size, Add add) {
+  if (!block || size < 5) return;
   ByteReader r(ByteSpan(block, size));
   const auto count = std::int32_t(r.U32());
-  while (std::int32_t(tags.size()) < count && r.remaining() >= 4) {
+  for (std::int32_t read = 0; read < count && r.remaining() >= 4; ++read) {
     const std::size_t start = r.position();
     const auto length = std::int32_t(r.U32());
     if (length < 4 || std::size_t(length) > size - start) break;
     const std::size_t end = start + std::size_t(length);
-    HostTag tag;
-    if (ReadString(r, end, tag.name) && ReadString(r, end, tag.value)) {
-      const ByteSpan rest = r.Bytes(end - r.position());
-      tag.data.assign(rest.begin(), rest.end());
-    }
+    std::u16string name, value;
+    ByteSpan data;
+    if (ReadString(r, end, name) && ReadString(r, end, value)) data = r.Bytes(end - r.position());
     r.Seek(end);
-    tags.push_back(std::move(tag));
+    add(std::move(name), std::move(value), data);
   }
+}
+}  // namespace
+
+std::vector<HostTag> ParseTagBlock(const std::uint8_t* block, std::size_t size) {
+  std::vector<HostTag> tags;
+  ForEachRecord(block, size, [&](std::u16string&& name, std::u16string&& value, ByteSpan data) {
+    tags.push_back({std::move(name), std::move(value), {data.begin(), data.end()}});
+  });
+  return tags;
+}
+
+std::vector<ShownTag> ShowTagBlock(const std::uint8_t* block, std::size_t size) {
+  // Enough for the signature of any image type the host names.
+  constexpr std::size_t kHeadBytes = 16;
+  std::vector<ShownTag> tags;
+  ForEachRecord(block, size, [&](std::u16string&& name, std::u16string&& value, ByteSpan data) {
+    const ByteSpan head = data.first(std::min(data.size(), kHeadBytes));
+    tags.push_back({std::move(name), std::move(value), data.size(), {head.begin(), head.end()}});
+  });
   return tags;
 }
 

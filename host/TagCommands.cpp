@@ -42,7 +42,7 @@ int CommandTags(Session& s, const Words& args) {
   record.Flags = kOpenReadTags;
   const int ok = s.plugin.Open(s.decoder, &record);
   // The block belongs to the plug-in until Close: read it first.
-  const std::vector<HostTag> tags = ok ? ParseTagBlock(record.TagData, record.TagDataBytes) : std::vector<HostTag>{};
+  const std::vector<ShownTag> tags = ok ? ShowTagBlock(record.TagData, record.TagDataBytes) : std::vector<ShownTag>{};
   s.plugin.Close(s.decoder, 0);
   if (a.Has("--trace")) s.PrintTrace();
   if (!ok) {

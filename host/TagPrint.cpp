@@ -33,6 +33,7 @@ std::vector<std::string> SplitValues(const std::u16string& value) {
   }
 }
 
+// From the signature at the head of the data.
 const char* ImageMime(const std::vector<std::uint8_t>& d) {
   if (d.size() >= 8 && d[0] == 0x89 && d[1] == 'P' && d[2] == 'N' && d[3] == 'G') return "image/png";
   if (d.size() >= 3 && d[0] == 0xFF && d[1] == 0xD8 && d[2] == 0xFF) return "image/jpeg";
@@ -46,14 +47,14 @@ bool IsPictureName(const std::u16string& name) {
 
 }  // namespace
 
-void PrintTagsJson(const std::vector<HostTag>& tags) {
+void PrintTagsJson(const std::vector<ShownTag>& tags) {
   std::printf("[");
   for (std::size_t i = 0; i < tags.size(); ++i) {
-    const HostTag& t = tags[i];
+    const ShownTag& t = tags[i];
     std::printf("%s\n  {\"name\": %s", i ? "," : "", JsonString(WideToUtf8(t.name)).c_str());
-    if (!t.data.empty()) {
-      std::printf(", \"type\": \"%s\", \"size\": %zu", IsPictureName(t.name) ? "picture" : "binary", t.data.size());
-      if (IsPictureName(t.name)) std::printf(", \"mime\": \"%s\"", ImageMime(t.data));
+    if (t.dataSize != 0) {
+      std::printf(", \"type\": \"%s\", \"size\": %zu", IsPictureName(t.name) ? "picture" : "binary", t.dataSize);
+      if (IsPictureName(t.name)) std::printf(", \"mime\": \"%s\"", ImageMime(t.head));
     } else {
       std::printf(", \"type\": \"text\", \"values\": [");
       const auto values = SplitValues(t.value);
@@ -65,14 +66,14 @@ void PrintTagsJson(const std::vector<HostTag>& tags) {
   std::printf("\n]");
 }
 
-void PrintTagsText(const std::vector<HostTag>& tags, const char* indent) {
-  for (const HostTag& t : tags) {
+void PrintTagsText(const std::vector<ShownTag>& tags, const char* indent) {
+  for (const ShownTag& t : tags) {
     std::printf("%s%s: ", indent, WideToUtf8(t.name).c_str());
-    if (!t.data.empty()) {
+    if (t.dataSize != 0) {
       if (IsPictureName(t.name))
-        std::printf("[picture, %s, %zu bytes]\n", ImageMime(t.data), t.data.size());
+        std::printf("[picture, %s, %zu bytes]\n", ImageMime(t.head), t.dataSize);
       else
-        std::printf("[binary, %zu bytes]\n", t.data.size());
+        std::printf("[binary, %zu bytes]\n", t.dataSize);
       continue;
     }
     const auto values = SplitValues(t.value);

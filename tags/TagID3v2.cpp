@@ -356,7 +356,7 @@ void FrameCollector::AppendTo(TagList& out, std::vector<std::uint8_t>* storage) 
   }
   if (cdtoc_) list.AddTag(u"_cdtoc", u"", *cdtoc_);
   ApplySlashArtistRule(list);
-  // Last, once nothing can throw and nothing else looks into the storage any more.
+  // Last: nothing else may look into the storage any more.
   if (adopter) {
     std::memmove(storage->data(), adopt->data.data(), adopt->data.size());
     storage->resize(adopt->data.size());
@@ -366,9 +366,6 @@ void FrameCollector::AppendTo(TagList& out, std::vector<std::uint8_t>* storage) 
   out.TakeEntries(std::move(list));
 }
 
-}  // namespace
-
-namespace {
 std::int64_t ReadTag(std::span<const std::uint8_t> bytes, std::vector<std::uint8_t>* storage, TagList& out,
                      const ID3v2ReadOptions& options) {
   try {

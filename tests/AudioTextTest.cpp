@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -180,35 +179,4 @@ TEST(AudioTextFormatTagName, InstalledDecodersElseBuiltInNames) {
     SCOPED_TRACE(testing::Message() << "tag " << row.wfx.GetFormatType());
     EXPECT_EQ(FormatTagName(row.wfx), row.expected);
   }
-}
-
-TEST(AudioTextFormatTagName, BuiltInTableHasOneNameForEachTag) {
-  const auto table = BuiltInFormatTagNames();
-  ASSERT_EQ(table.size(), 132u);
-  EXPECT_EQ(table.front().name, u"IEEE Float");
-  EXPECT_EQ(table.back().name, u"Olivetti OPR");
-  std::set<std::uint16_t> tags;
-  for (const FormatTagNameEntry& entry : table) {
-    EXPECT_TRUE(tags.insert(entry.tag).second) << "tag " << entry.tag << " named twice";
-    EXPECT_FALSE(entry.name.empty());
-  }
-  struct Row {
-    std::uint16_t tag;
-    std::u16string_view name;
-  };
-  const Row anchors[] = {
-      {3, u"IEEE Float"},
-      {80, u"MPEG-1 Layer 1 or 2"},
-      {85, u"MPEG-1 Layer 3"},
-      {2, u"ADPCM"},
-      {6, u"ALaw"},
-      {7, u"MuLaw"},
-      {17, u"DVI/Intel IMA ADPCM"},
-      {49, u"GSM610"},
-      {352, u"Microsoft Audio1"},
-      {5120, u"Norris Communications"},
-      {1, u""},
-      {0xFFFE, u""},
-  };
-  for (const Row& row : anchors) EXPECT_EQ(BuiltInFormatTagName(row.tag), row.name) << "tag " << row.tag;
 }

@@ -315,31 +315,6 @@ TEST(XFileRewrite, CommitReplacesTargetAndDiscardLeavesIt) {
   }
 }
 
-TEST(XFileRewrite, FailedCommitRemovesTempAndKeepsTarget) {
-  TempDir dir;
-  // A folder in the target's place cannot be replaced by a file.
-  const std::u16string target = dir / u"song.wav";
-  fs::create_directories(fs::path(target));
-  WriteBytes(fs::path(target) / "inside.txt", "kept");
-  const std::u16string temp = dir / u"song.wav.tmp";
-  XFile file;
-  ASSERT_TRUE(file.Create(temp));
-  ASSERT_TRUE(file.Write("rewritten", 9));
-  file.SetRewriteTarget(target);
-  file.SetCommit(true);
-  EXPECT_FALSE(file.FinishRewrite());
-  EXPECT_FALSE(file.IsOpen());
-  EXPECT_FALSE(XFile::Exists(temp));
-  EXPECT_TRUE(fs::is_directory(fs::path(target)));
-  EXPECT_EQ(ReadBytes(fs::path(target) / "inside.txt"), "kept");
-
-  XFile noTarget;
-  ASSERT_TRUE(noTarget.Create(temp));
-  noTarget.SetCommit(true);
-  EXPECT_FALSE(noTarget.CommitRewrite());
-  EXPECT_FALSE(XFile::Exists(temp));
-}
-
 // A temporary file is made by its own creation or not at all: a name that is
 // taken, by a file or by a link planted there, is refused and left alone.
 TEST(XFileRewrite, CreateNewNeverTakesAnExistingName) {

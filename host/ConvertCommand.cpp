@@ -342,12 +342,13 @@ int Convert(Session& s, const Settings& settings) {
     return kFailed;
   }
   const dsp::Requantizer& q = pipeline.requantizer();
+  std::string ditherText = DitherName(dither);
   if (dither == dsp::Dither::Shaped && q.ShapingFellBack())
-    std::fprintf(stderr, "wavehost: no noise shaping for %d Hz: TPDF dither instead\n", outRate);
+    ditherText = "tpdf (no noise shaping at " + std::to_string(outRate) + " Hz)";
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
   std::fprintf(stderr, "converted %d Hz %s to %d Hz %s, quality %s, dither %s, %llu samples clipped, %.3f s\n",
                source->rate, DepthName(source->format).c_str(), outRate, DepthName(outFormat).c_str(),
-               dsp::FiguresOf(settings.quality).name, DitherName(dither), (unsigned long long)q.Clipped(), seconds);
+               dsp::FiguresOf(settings.quality).name, ditherText.c_str(), (unsigned long long)q.Clipped(), seconds);
   return 0;
 }
 }  // namespace

@@ -29,7 +29,7 @@ NATIVE = len(HOST) == 1
 checks = Checks()
 expect = checks.expect
 SUMMARY = re.compile(r"converted (\d+) Hz (\S+(?: float)?) to (\d+) Hz (\S+(?: float)?), quality (\S+), "
-                     r"dither (\S+), (\d+) samples clipped, \d+\.\d{3} s\n")
+                     r"dither (\S+(?: \(no noise shaping at \d+ Hz\))?), (\d+) samples clipped, \d+\.\d{3} s\n")
 PCM_GUID_TAIL = bytes.fromhex("000000001000800000aa00389b71")
 
 
@@ -175,8 +175,8 @@ with tempfile.TemporaryDirectory() as work:
         # source, arguments, ffprobe codec, channels, format tag and head size, output rate, depth, dither
         ("plain", ["--rate", "44100", "--bits", "double"], "pcm_f64le", 2, (3, 18), 44100, "64-bit float", "none"),
         ("plain", ["--bits", "8"], "pcm_u8", 2, (1, 16), 48000, "8-bit", "tpdf"),
-        ("plain", ["--rate", "8000", "--bits", "32", "--dither", "shaped"], "pcm_s32le", 2, (0xFFFE, 40), 8000,
-         "32-bit", "shaped"),
+        ("plain", ["--rate", "8000", "--bits", "32"], "pcm_s32le", 2, (0xFFFE, 40), 8000, "32-bit", "none"),
+        ("plain", ["--rate", "44100", "--dither", "shaped"], "pcm_s16le", 2, (1, 16), 44100, "16-bit", "shaped"),
         ("mono-float", [], "pcm_f32le", 1, (3, 18), 44100, "32-bit float", "none"),
         ("mono-float", ["--rate", "48000", "--bits", "16", "--quality", "quick"], "pcm_s16le", 1, (1, 16), 48000,
          "16-bit", "tpdf"),

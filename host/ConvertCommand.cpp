@@ -1,6 +1,7 @@
 // wavehost convert: decodes anything the plug-in opens, as the host does,
 // to a new wave file at another sample rate and depth, with the source's
 // tags. The file appears under its name only once it is complete.
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
@@ -52,6 +53,7 @@ struct Source {
   SampleFormat format;
   int channels, rate;
   std::uint32_t channelMask;
+  std::uint32_t byteRate;
 };
 
 int BadInput(const std::string& message) {
@@ -131,7 +133,7 @@ std::optional<Source> ReadSource(const std::uint8_t (&wfx)[40]) {
   std::uint16_t tag = r.U16();
   const std::uint16_t channels = r.U16();
   const std::uint32_t rate = r.U32();
-  r.U32();
+  const std::uint32_t byteRate = r.U32();
   const std::uint16_t blockAlign = r.U16();
   r.U16();
   const std::uint16_t extra = r.U16();
@@ -149,7 +151,7 @@ std::optional<Source> ReadSource(const std::uint8_t (&wfx)[40]) {
   if (tag == kFormatFloat && bytes == 8) format = SampleFormat::Float64;
   if (tag == kFormatPcm && bytes >= 1 && bytes <= 4) format = SampleFormat(bytes - 1);
   if (!format) return std::nullopt;
-  return Source{*format, channels, int(rate), mask};
+  return Source{*format, channels, int(rate), mask, byteRate};
 }
 
 // WAVE_FORMAT_EXTENSIBLE where a plain head is not enough: more than two channels, or integers wider than 16 bits.
@@ -327,7 +329,9 @@ int Convert(Session& s, const Settings& settings) {
   const ConvertedTags carried = ConvertTags(opened.tags, source->rate, outRate);
   WavWriter writer(file, OutputFormat(outFormat, source->channels, outRate, source->channelMask), carried.leading);
   Pipeline pipeline(*source, settings, outFormat, dither, writer);
-  if (!Transfer(s, settings, opened.record.DataBytes, pipeline)) return kFailed;
+  // A compressed source delivers more than it stores: the progress counts what its length decodes to.
+  const std::int64_t total = std::max(opened.record.DataBytes, opened.record.LengthMs * source->byteRate / 1000);
+  if (!Transfer(s, settings, total, pipeline)) return kFailed;
   if (!writer.Finish(carried.trailing)) {
     std::fprintf(stderr, "wavehost: cannot write %s\n", settings.output.c_str());
     return kFailed;

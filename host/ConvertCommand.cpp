@@ -262,18 +262,22 @@ bool WriteTags(Session& s, const std::string& path, const std::vector<HostTag>& 
   return s.plugin.Set(s.decoder, reinterpret_cast<const WaveChar*>(u"IDTags"), &record) != 0;
 }
 
-// Decodes the opened source through the pipeline into `writer`; false with the reason on stderr.
-bool Transfer(Session& s, const Settings& settings, std::int64_t total, Pipeline& pipeline) {
+bool DecodeNext(Session& s, const Settings& settings, AudioBlock& block) {
+  block = AudioBlock{};
+  if (s.plugin.DecodeBlock(s.decoder, &block)) return true;
+  s.PrintErrors();
+  std::fprintf(stderr, "wavehost: cannot decode %s\n", settings.input.c_str());
+  return false;
+}
+
+// Decodes the rest of the opened source, from its first block on, through the pipeline; false with the reason on
+// stderr.
+bool Transfer(Session& s, const Settings& settings, std::int64_t total, AudioBlock block, Pipeline& pipeline) {
   const bool known = total <= kOpenEndedData - kLargestBlock;
   ProgressBar progress(StderrIsTerminal(), IsAddress(settings.input), known ? std::optional(total) : std::nullopt);
   std::int64_t done = 0;
-  for (;;) {
-    AudioBlock block{};
-    if (!s.plugin.DecodeBlock(s.decoder, &block)) {
-      s.PrintErrors();
-      std::fprintf(stderr, "wavehost: cannot decode %s\n", settings.input.c_str());
-      return false;
-    }
+  for (bool first = true;; first = false) {
+    if (!first && !DecodeNext(s, settings, block)) return false;
     if (!pipeline.Feed(block.Data, block.DataBytes)) break;
     done += block.DataBytes;
     progress.Update(done);
@@ -312,7 +316,10 @@ int Convert(Session& s, const Settings& settings) {
     s.PrintErrors();
     return BadInput("cannot read " + settings.input);
   }
-  const std::optional<Source> source = ReadSource(opened.record.Format);
+  // What the blocks hold can differ from what Open said: a codec may only offer a wider format.
+  AudioBlock first{};
+  if (!DecodeNext(s, settings, first)) return kFailed;
+  const std::optional<Source> source = ReadSource(first.Format);
   if (!source) return BadInput(settings.input + ": the plug-in delivers no PCM or float audio that can be converted");
   const int outRate = settings.rate.value_or(source->rate);
   if (outRate != source->rate && (source->rate < dsp::kMinRate || source->rate > dsp::kMaxRate))
@@ -331,7 +338,7 @@ int Convert(Session& s, const Settings& settings) {
   Pipeline pipeline(*source, settings, outFormat, dither, writer);
   // A compressed source delivers more than it stores: the progress counts what its length decodes to.
   const std::int64_t total = std::max(opened.record.DataBytes, opened.record.LengthMs * source->byteRate / 1000);
-  if (!Transfer(s, settings, total, pipeline)) return kFailed;
+  if (!Transfer(s, settings, total, first, pipeline)) return kFailed;
   if (!writer.Finish(carried.trailing)) {
     std::fprintf(stderr, "wavehost: cannot write %s\n", settings.output.c_str());
     return kFailed;

@@ -166,11 +166,15 @@ with tempfile.TemporaryDirectory() as work:
     adpcm = os.path.join(work, "adpcm.wav")
     subprocess.run(["ffmpeg", "-v", "error", "-f", "lavfi", "-i", "sine=d=0.5:r=22050", "-c:a", "adpcm_ms", adpcm],
                    check=True)
+    alaw = os.path.join(work, "alaw.wav")
+    subprocess.run(["ffmpeg", "-v", "error", "-f", "lavfi", "-i", "sine=d=0.5:r=8000", "-c:a", "pcm_alaw", alaw],
+                   check=True)
     decoded = os.path.join(work, "adpcm-decoded.wav")
     expect("adpcm decode", host("decode", adpcm, "-o", decoded).returncode, 0)
     adpcm_frames = len(dict(chunks(decoded))["data"]) // 2
     sources = {"plain": (plain, 48000, frames), "mono-float": (mono_float, 44100, 44100),
-               "six": (six, 96000, 48000), "adpcm": (adpcm, 22050, adpcm_frames)}
+               "six": (six, 96000, 48000), "adpcm": (adpcm, 22050, adpcm_frames),
+               "alaw": (alaw, 8000, 4000)}
     table = [
         # source, arguments, ffprobe codec, channels, format tag and head size, output rate, depth, dither
         ("plain", ["--rate", "44100", "--bits", "double"], "pcm_f64le", 2, (3, 18), 44100, "64-bit float", "none"),
@@ -183,6 +187,8 @@ with tempfile.TemporaryDirectory() as work:
         ("six", ["--rate", "44100", "--quality", "very-high"], "pcm_s24le", 6, (0xFFFE, 40), 44100, "24-bit", "none"),
         ("six", ["--bits", "float", "--rate", "768000"], "pcm_f32le", 6, (0xFFFE, 40), 768000, "32-bit float", "none"),
         ("adpcm", ["--rate", "1000", "--dither", "none"], "pcm_s16le", 1, (1, 16), 1000, "16-bit", "none"),
+        # Decoded to 8 bits natively; an ACM codec that offers only 16 bits delivers those (whatever Open said).
+        ("alaw", ["--rate", "16000", "--bits", "16"], "pcm_s16le", 1, (1, 16), 16000, "16-bit", "none"),
     ]
     for name, args, codec, channels, head, rate, depth, dither in table:
         path, rate_in, n = sources[name]

@@ -59,6 +59,7 @@ ConvertedTags ConvertTags(const std::vector<HostTag>& source, int inRate, int ou
     std::vector<std::uint8_t> data(tag.data.begin() + kIdSize, tag.data.end());
     if (inRate != outRate && IdIs(id, "cue ")) RescaleCueChunk(data, inRate, outRate);
     if (inRate != outRate && IdIs(id, "smpl")) RescaleSamplerChunk(data, inRate, outRate);
+    if (inRate != outRate && IdIs(id, "list")) RescaleLabelList(data, inRate, outRate);
     AppendChunk(afterData ? out.trailing : out.leading, id, data);
   }
   return out;

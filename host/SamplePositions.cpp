@@ -17,6 +17,9 @@ constexpr std::size_t kSamplerLoopCountAt = 28;
 constexpr std::size_t kLoopSize = 24;
 constexpr std::size_t kLoopStartAt = 8;
 constexpr std::size_t kLoopEndAt = 12;
+// 'LIST' of type 'adtl': sub-chunks; a labelled region ('ltxt') holds its cue point's name, then its length.
+constexpr std::size_t kSubChunkHeadSize = 8;
+constexpr std::size_t kRegionLengthAt = 4;
 
 std::uint32_t ReadU32(std::span<const std::uint8_t> data, std::size_t at) {
   ByteReader r(data.subspan(at, 4));
@@ -72,6 +75,20 @@ void RescaleSamplerChunk(std::span<std::uint8_t> data, int inRate, int outRate) 
                                                    std::uint64_t(UINT32_MAX) + 1);
     WriteU32(data, at + kLoopStartAt, start);
     WriteU32(data, at + kLoopEndAt, std::uint32_t(std::max<std::uint64_t>(boundary - 1, start)));
+  }
+}
+
+void RescaleLabelList(std::span<std::uint8_t> data, int inRate, int outRate) {
+  ByteReader r(data);
+  if (r.FourCC() != MakeFourCC("adtl")) return;
+  while (r.remaining() >= kSubChunkHeadSize) {
+    const std::uint32_t id = r.FourCC();
+    const std::size_t size = r.U32();
+    const std::size_t at = r.position();
+    if (size > r.remaining()) return;
+    if (id == MakeFourCC("ltxt") && size >= kRegionLengthAt + 4)
+      RescaleField(data, at + kRegionLengthAt, inRate, outRate);
+    r.Skip(std::min(size + (size & 1), r.remaining()));
   }
 }
 

@@ -13,5 +13,7 @@ std::uint64_t RescalePosition(std::uint64_t position, int inRate, int outRate, s
 void RescaleCueChunk(std::span<std::uint8_t> data, int inRate, int outRate);
 // The data of a 'smpl' chunk: the sample period and each loop's start and end.
 void RescaleSamplerChunk(std::span<std::uint8_t> data, int inRate, int outRate);
+// The data of an 'adtl' LIST chunk: the length of each labelled region ('ltxt').
+void RescaleLabelList(std::span<std::uint8_t> data, int inRate, int outRate);
 // The text of a "TimeReference" tag (samples since midnight); text that is no such number stays as it is.
 std::u16string RescaleTimeReference(const std::u16string& text, int inRate, int outRate);

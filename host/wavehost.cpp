@@ -30,7 +30,7 @@ extern const char kUsage[] =
     "                        (1000 to 768000 Hz) and depth, with the tags; defaults: the\n"
     "                        source's rate and depth, quality high, dither tpdf when the\n"
     "                        output is integer and narrower than the source, else none;\n"
-    "                        positions in samples (bext, cue, smpl) follow the new rate;\n"
+    "                        positions in samples (bext, cue, smpl, ltxt) follow the rate;\n"
     "                        OUT appears only when complete\n"
     "  tags FILE [--json] [--trace] [--timeout SECONDS]\n"
     "                        the tags as the host receives them; pictures and other\n"

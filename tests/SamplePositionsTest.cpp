@@ -81,6 +81,38 @@ TEST(SamplePositions, ChunksRescaleOnlyWhatTheyHold) {
   }
 }
 
+TEST(SamplePositions, LabelListRescalesRegionLengthsOnly) {
+  auto list = [](std::uint32_t length, std::uint32_t truncatedSize) {
+    Bytes out;
+    ByteWriter w(out);
+    w.Text("adtl");
+    w.Text("labl");  // a label: name 1, text "a" and its pad byte
+    w.U32(6);
+    w.U32(1);
+    w.Text("a");
+    w.Zeros(1);
+    w.Text("ltxt");  // a region: name, length, purpose and four 16-bit codes
+    w.U32(20);
+    w.U32(1);
+    w.U32(length);
+    w.Text("rgn ");
+    w.Zeros(8);
+    w.Text("ltxt");  // a region cut short by the end of the list
+    w.U32(truncatedSize);
+    w.U32(2);
+    w.U32(48000);
+    return out;
+  };
+  Bytes data = list(48000, 20);
+  RescaleLabelList(data, 48000, 44100);
+  EXPECT_EQ(data, list(44100, 20));
+  Bytes notAdtl = list(48000, 20);
+  notAdtl[0] = 'I';
+  const Bytes before = notAdtl;
+  RescaleLabelList(notAdtl, 48000, 44100);
+  EXPECT_EQ(notAdtl, before);
+}
+
 TEST(SamplePositions, TimeReferenceTextThatIsNoCountStays) {
   EXPECT_EQ(RescaleTimeReference(u"1728000012345", 48000, 44100), u"1587600011342");
   EXPECT_EQ(RescaleTimeReference(u"18446744073709551615", 768000, 1000), u"24019198012642645");

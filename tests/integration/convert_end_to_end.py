@@ -2,8 +2,8 @@
 """wavehost convert end to end, read back by independent readers: ffprobe for
 rate, length and sample format, mutagen and ffprobe for the tags, and a chunk
 walk of our own for the format head, the chunk order and the positions that
-count samples (bext time reference, 'cue ' points, 'smpl' loops), which must
-follow the new rate as the audio does. Bad input exits with 2 and leaves
+count samples (bext time reference, 'cue ' points, 'smpl' loops, 'ltxt'
+regions), which must follow the new rate as the audio does. Bad input exits with 2 and leaves
 nothing behind; natively, a conversion killed halfway leaves nothing under
 the output's name and the source as it was.
 
@@ -104,9 +104,11 @@ with tempfile.TemporaryDirectory() as work:
         struct.pack("<II4sIII", 2, 0, b"data", 0, 0, 47999)
     smpl = struct.pack("<9I", 0, 0, 20833, 60, 0, 0, 0, 1, 0) + struct.pack("<6I", 7, 0, 4800, 43199, 0, 0)
     info = chunk(b"LIST", b"INFO" + chunk(b"IART", b"Someone\0"))
+    region = struct.pack("<II4sHHHH", 1, 9600, b"rgn ", 0, 0, 0, 0)
+    labels = chunk(b"LIST", b"adtl" + chunk(b"labl", struct.pack("<I", 1) + b"Chorus\0") + chunk(b"ltxt", region))
     write_wave(src, struct.pack("<HHIIHH", 1, 2, 48000, 192000, 4, 16), bytes(audio),
                before=[chunk(b"bext", bytes(bext)), chunk(b"cue ", cue)],
-               after=[chunk(b"smpl", smpl), chunk(b"abcd", b"odd"), info])
+               after=[chunk(b"smpl", smpl), chunk(b"abcd", b"odd"), labels, info])
     tagged = WAVE(src)
     tagged.add_tags()
     tagged.tags.add(TIT2(encoding=3, text="Caf\u00e9 take"))
@@ -148,6 +150,9 @@ with tempfile.TemporaryDirectory() as work:
     expect("take smpl", (struct.unpack_from("<9I", data["smpl"]), struct.unpack_from("<6I", data["smpl"], 36)),
            ((0, 0, (20833 * 48000 + 22050) // 44100, 60, 0, 0, 0, 1, 0),
             (7, 0, scaled(4800, 48000, 44100), scaled(43200, 48000, 44100) - 1, 0, 0)))
+    adtl = next((d for c, d in got if c == "LIST" and d[:4] == b"adtl"), b"")
+    expect("take labelled region", adtl[4:], chunk(b"labl", struct.pack("<I", 1) + b"Chorus\0") +
+           chunk(b"ltxt", struct.pack("<II4sHHHH", 1, scaled(9600, 48000, 44100), b"rgn ", 0, 0, 0, 0)))
     left = [int.from_bytes(data["data"][i:i + 3], "little", signed=True) for i in range(0, len(data["data"]), 6)]
     expect("click under its cue point", max(range(len(left)), key=lambda i: abs(left[i])),
            scaled(click, 48000, 44100))

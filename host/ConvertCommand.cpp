@@ -31,7 +31,6 @@ constexpr int kFailed = 1;
 constexpr std::uint16_t kFormatPcm = 1;
 constexpr std::uint16_t kFormatFloat = 3;
 constexpr std::uint16_t kFormatExtensible = 0xFFFE;
-constexpr std::size_t kWfxHeadSize = 18;
 constexpr std::uint16_t kExtensibleExtraSize = 22;
 // The sub-format GUID after its first two bytes (the format tag), the same for PCM and float.
 constexpr std::uint8_t kSubFormatTail[14] = {0, 0, 0, 0, 0x10, 0, 0x80, 0, 0, 0xAA, 0, 0x38, 0x9B, 0x71};

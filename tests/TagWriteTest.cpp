@@ -375,9 +375,11 @@ TEST_F(TagWrite, BextIsKeptRewrittenOrCreatedOnlyWhenAsked) {
   }
 }
 
-// Files both writers refuse and leave as they are: one that is not there, and
-// ones whose chunk list does not account for their audio (an unfinished
-// recording, a header cut short). The deletion entry still closes its trace level.
+// Files a tag edit refuses before it writes anything, and leaves as they are:
+// one that is not there, ones whose chunk list does not account for their
+// audio (an unfinished recording, a header cut short), and RF64 files without
+// the 'ds64' chunk that gives their sizes. The deletion entry still closes its
+// trace level.
 TEST_F(TagWrite, MissingAndUnfinishedFilesAreRefusedAndUntouched) {
   const auto build = [] { return WavBuilder().Fmt(PcmFormat(1, 2, 44100, 16)).Data(kAudio); };
   const fs::path path = dir.path() / "t.wav";
@@ -395,6 +397,19 @@ TEST_F(TagWrite, MissingAndUnfinishedFilesAreRefusedAndUntouched) {
        area + u"(RIFF size 28, file size 6044, chunks 'fmt ') holds no 'data' chunk" + left},
       {"header cut", build().TruncateTo(24).Build(),
        area + u"(RIFF size 6036, file size 24, chunks 'fmt ') holds no 'data' chunk" + left},
+      {"RF64 without 'ds64'", build().Container("RF64").RiffSize(0xFFFFFFFF).Build(),
+       u"Error the RF64 file (file size 6044, chunks 'fmt ', 'data') has no 'ds64' chunk of 28 bytes before its "
+       u"'data' chunk, so the size of its audio is not known: it is left as it is."},
+      {"RF64 with a short 'ds64'",
+       WavBuilder()
+           .Container("RF64")
+           .RiffSize(0xFFFFFFFF)
+           .Chunk("ds64", Bytes(20))
+           .Fmt(PcmFormat(1, 2, 44100, 16))
+           .Data(kAudio)
+           .Build(),
+       u"Error the RF64 file (file size 6072, chunks 'ds64', 'fmt ', 'data') has no 'ds64' chunk of 28 bytes before "
+       u"its 'data' chunk, so the size of its audio is not known: it is left as it is."},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.label);
@@ -406,8 +421,8 @@ TEST_F(TagWrite, MissingAndUnfinishedFilesAreRefusedAndUntouched) {
     EXPECT_EQ(Delete(path, nullptr), 0);
     EXPECT_TRUE(Traced(kExitMarker, u"clDecoder_Wave::DeleteATag"));
     EXPECT_EQ(fs::exists(path) ? std::optional<Bytes>(ReadAll(path)) : std::nullopt, c.file);
-    for (const char16_t* writer : {u"BEXTWriter", u"IDTagWriter"})
-      EXPECT_TRUE(Contains(cap.Errors(), c.error + u"  [clWaveDecoder_Wave::" + writer + u"]\r\n")) << cap.TraceUtf8();
+    for (const char16_t* entry : {u"clWaveDecoder_Wave::WriteIDTags", u"clDecoder_Wave::DeleteATag"})
+      EXPECT_TRUE(Contains(cap.Errors(), c.error + u"  [" + entry + u"]\r\n")) << cap.TraceUtf8();
   }
 }
 

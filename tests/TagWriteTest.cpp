@@ -281,6 +281,48 @@ TEST_F(TagWrite, EmptiedId3ChunkBecomesPaddingOrGoes) {
   }
 }
 
+// An empty ID3v2 chunk, as some programs leave one, is one chunk too many:
+// other readers take the first ID3v2 chunk they meet and would find no tags
+// in it. A write leaves one ID3v2 chunk, holding the tags (none when the
+// settings ask for LIST only), and a delete-all none.
+TEST_F(TagWrite, EmptyId3ChunkGivesWay) {
+  const auto wav = [] { return WavBuilder().Fmt(PcmFormat(1, 2, 44100, 16)); };
+  const TagMap title = {{u"Title", {u"New", {}}}};
+  const struct Case {
+    const char* label;
+    Bytes file;
+    std::uint32_t creation;  // "WaveTagDefault"
+    Ids written;
+    TagMap tags;
+  } cases[] = {
+      {"'ID3 ' at the end", wav().Data(kAudio).Chunk("ID3 ", {}).Build(), 0, {"fmt ", "data", "LIST", "id3 "}, title},
+      {"'id3 ' before the audio",
+       wav().Chunk("id3 ", {}).Data(kAudio).Build(),
+       0,
+       {"fmt ", "JUNK", "data", "LIST", "id3 "},
+       title},
+      {"'ID3 ' before one with tags",
+       wav().Data(kAudio).Chunk("ID3 ", {}).Chunk("id3 ", Id3v23Tag({{"TALB", "Album"}})).Build(),
+       0,
+       {"fmt ", "data", "JUNK", "id3 ", "JUNK", "LIST"},
+       {{u"Title", {u"New", {}}}, {u"Album", {u"Album", {}}}}},
+      {"LIST only", wav().Data(kAudio).Chunk("ID3 ", {}).Build(), 1, {"fmt ", "data", "LIST"}, title},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.label);
+    settings.Set(u"WaveTagDefault", c.creation);
+    const auto path = Make(c.file);
+    ASSERT_EQ(Write(path, {{u"Title", u"New", {}}}), 1) << cap.TraceUtf8();
+    EXPECT_EQ(ReadChunks(path).Ids(), c.written);
+    EXPECT_EQ(Read(path), c.tags) << Describe(c.tags, Read(path));
+    ASSERT_EQ(Delete(path, nullptr), 1) << cap.TraceUtf8();
+    const Ids left = ReadChunks(path).Ids();
+    EXPECT_EQ(std::count(left.begin(), left.end(), "ID3 ") + std::count(left.begin(), left.end(), "id3 "), 0);
+    EXPECT_TRUE(Read(path).empty());
+    EXPECT_EQ(ReadChunks(path).Data("data"), kAudio);
+  }
+}
+
 TEST_F(TagWrite, DeleteAllRemovesListAndId3AndClearsBext) {
   const Bytes file = WavBuilder()
                          .Fmt(PcmFormat(1, 2, 44100, 16))

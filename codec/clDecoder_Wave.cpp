@@ -199,10 +199,9 @@ int clDecoder_Wave::DeleteATag(const char16_t* fileName, const char16_t* names) 
                        u" characters."),
            0;
   const std::u16string file(HostText(fileName));
-  const bool bext = fileEngine_.BEXTWriter(file, named, true, all, context_);
-  const bool tags = fileEngine_.IDTagWriter(file, named, true, all, context_, id3Overrides_);
+  const bool ok = fileEngine_.EditTags(file, named, true, all, context_, id3Overrides_, scope.function());
   scope.Ok();
-  return bext && tags ? 1 : 0;
+  return ok ? 1 : 0;
 }
 
 bool clDecoder_Wave::ReadNameList(const char16_t* names, TagList& out) {

@@ -2,12 +2,15 @@
 // hostile flat tag block and with tags built from the input (names the
 // writers map, bext fields, pictures), then DeleteATag with and without
 // names. They never touch the audio: a file that decoded before decodes to the
-// very same bytes afterwards; and no edit leaves its temporary copy behind.
+// very same bytes afterwards; an edit that returns 0 leaves the file byte for
+// byte as it was; and no edit leaves its temporary copy behind.
 //
 // Input: eight settings bytes, a mode byte, the tag block's size (16 bits),
 // the tag block, then the file.
 #include <cstddef>
 #include <cstdint>
+#include <fstream>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <vector>
@@ -101,12 +104,17 @@ std::optional<std::vector<std::uint8_t>> DecodedAudio(const std::u16string& name
   return audio;
 }
 
-void WriteTags(void* decoder, const std::u16string& name, ByteSpan block) {
+int WriteTags(void* decoder, const std::u16string& name, ByteSpan block) {
   SetRecord record{};
   record.FileName = W(name);
   record.TagData = block.data();
   record.Value = std::int32_t(block.size());
-  Set(decoder, u"IDTags", &record);
+  return Set(decoder, u"IDTags", &record);
+}
+
+std::vector<std::uint8_t> ReadBack(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 }  // namespace
 
@@ -134,11 +142,18 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   overrides.Value = 2;
   if (mode & 0x20) Set(decoder, u"TPE2OptionOverride", &overrides);
   if (mode & 0x40) Set(decoder, u"TIT1OptionOverride", &overrides);
-  if (mode & 0x01) WriteTags(decoder, name, block);
-  if (mode & 0x02) WriteTags(decoder, name, BuiltTags(block).ToBlock());
-  if (mode & 0x04) DeleteATag(decoder, W(name), W(NameList(block)));
-  if (mode & 0x08) DeleteATag(decoder, W(name), nullptr);
-  if (mode & 0x10) DeleteATag(decoder, W(name), u"");
+  // Each edit finds the file as the one before left it.
+  std::vector<std::uint8_t> bytes = ReadBack(path);
+  const auto edited = [&](int result) {
+    std::vector<std::uint8_t> after = ReadBack(path);
+    if (result == 0) Require(after == bytes);
+    bytes = std::move(after);
+  };
+  if (mode & 0x01) edited(WriteTags(decoder, name, block));
+  if (mode & 0x02) edited(WriteTags(decoder, name, BuiltTags(block).ToBlock()));
+  if (mode & 0x04) edited(DeleteATag(decoder, W(name), W(NameList(block))));
+  if (mode & 0x08) edited(DeleteATag(decoder, W(name), nullptr));
+  if (mode & 0x10) edited(DeleteATag(decoder, W(name), u""));
   Destroy(decoder);
 
   Require(!std::filesystem::exists(path.string() + "~tagedit.tmp"));

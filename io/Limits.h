@@ -14,6 +14,10 @@ inline constexpr std::uint64_t kFmtChunkMaxSize = 128000;
 // Metadata chunks read into memory (tags, unknown chunks offered to the host);
 // never more than the file holds either.
 inline constexpr std::uint64_t kMaxTagChunkBytes = 256ull << 20;
+// What a tag edit in place keeps in memory to undo itself if it fails: what
+// it overwrites. Tag chunks are far smaller; an edit that would overwrite more
+// (clearing a huge removed chunk) goes through a copy of the file instead.
+inline constexpr std::uint64_t kMaxUndoBytes = 64ull << 20;
 // A chunk before the audio of a stream, which must be read to be passed.
 inline constexpr std::uint64_t kMaxStreamedChunkBytes = 10000000;
 // Coefficient pairs of an MS ADPCM format header.

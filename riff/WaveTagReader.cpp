@@ -58,7 +58,13 @@ bool ReadTagChunks(std::span<const ChunkRef> chunks, const ChunkBytes& bytes, Ta
   // ID3v2 wins over LIST and bext wherever it stands.
   for (std::size_t i = 0; i < chunks.size(); ++i) {
     const ChunkRef& chunk = chunks[i];
-    if (!IsId3Chunk(chunk.id) || chunk.size == 0) continue;
+    if (!IsId3Chunk(chunk.id)) continue;
+    // An empty chunk holds no tags, but other readers take the first ID3v2
+    // chunk they meet, empty or not: it is one chunk too many for a writer.
+    if (chunk.size == 0) {
+      info.moreId3.push_back(int(i));
+      continue;
+    }
     (info.id3Index < 0 ? info.id3Index : info.moreId3.emplace_back()) = int(i);
     if (!bytes(i, buffer)) continue;
     TagList found;

@@ -18,8 +18,9 @@
 // Which chunks delivered tags, and where the tag chunks stand (-1: none).
 struct TagChunkInfo {
   int listIndex = -1;  // the INFO list whose tags win
-  int id3Index = -1;
-  // Further INFO lists and ID3v2 chunks, as some programs append instead of replacing.
+  int id3Index = -1;   // the first ID3v2 chunk that is not empty
+  // Further INFO lists and ID3v2 chunks, as some programs append instead of
+  // replacing, and empty ID3v2 chunks.
   std::vector<int> moreLists, moreId3;
   int bextIndex = -1;
   bool fromList = false, fromId3 = false, fromBext = false;

@@ -115,17 +115,92 @@ bool HasBextField(const TagList& tags) {
   return false;
 }
 
-// Some programs append a second INFO list or ID3v2 chunk instead of replacing
-// the first; its tags took part in the reading, and other programs would show
-// its stale values, so it goes. In place: padding never moves the audio.
-bool RemoveDuplicates(clRIFFHandler& riff, const TagChunkInfo& info, const TagWriteSettings& settings) {
+// What the edit needs of the file's tag chunks, read before it writes anything.
+// Records keep their address while others come and go; indexes do not.
+struct FileTagChunks {
+  TagList tags;
+  const RIFFChunkInfo* list = nullptr;
+  const RIFFChunkInfo* id3 = nullptr;
+  // Some programs append a second INFO list or ID3v2 chunk instead of replacing
+  // the first, and some leave an empty ID3v2 chunk: they go.
   std::vector<const RIFFChunkInfo*> extra;
+};
+
+FileTagChunks ReadFileTagChunks(clRIFFHandler& riff, const TagWriteSettings& settings, const TraceContext& log,
+                                const ID3v2ReadOptions& id3Options) {
+  FileTagChunks out;
+  TagChunkInfo info;
+  ReadTagChunks(riff, out.tags, log, id3Options, settings.albumOption, info);
+  if (info.listIndex >= 0) out.list = &riff.Chunk(std::size_t(info.listIndex));
+  if (info.id3Index >= 0) out.id3 = &riff.Chunk(std::size_t(info.id3Index));
   for (const std::vector<int>* indexes : {&info.moreLists, &info.moreId3})
-    for (const int index : *indexes) extra.push_back(&riff.Chunk(std::size_t(index)));
+    for (const int index : *indexes) out.extra.push_back(&riff.Chunk(std::size_t(index)));
+  return out;
+}
+
+// The extra chunks' tags took part in the reading, and other programs would
+// show their stale values (or, for an empty ID3v2 chunk read first, nothing).
+// In place: padding never moves the audio.
+bool RemoveDuplicates(clRIFFHandler& riff, const FileTagChunks& file, const TagWriteSettings& settings) {
   const PaddingType padding = settings.padding == PaddingType::None ? PaddingType::Junk : settings.padding;
-  for (const RIFFChunkInfo* chunk : extra)
+  for (const RIFFChunkInfo* chunk : file.extra)
     if (!riff.RemoveChunk(riff.IndexOf(chunk), padding)) return false;
   return true;
+}
+
+bool WriteListAndId3(clRIFFHandler& riff, const TagList& given, TagWriteMode mode, const FileTagChunks& file,
+                     const TagWriteSettings& settings, const TraceContext& log) {
+  TraceScope scope(log, kIDTagWriter);
+  const RIFFChunkInfo* list = file.list;
+  const RIFFChunkInfo* id3 = file.id3;
+  bool ok = RemoveDuplicates(riff, file, settings);
+  if (ok && mode.deleteAll) {
+    if (list) ok = riff.RemoveChunk(riff.IndexOf(list), settings.padding);
+    if (ok && id3) ok = riff.RemoveChunk(riff.IndexOf(id3), settings.padding);
+    return ok && scope.Ok();
+  }
+
+  TagList tags = CompleteTags(given, file.tags, mode.deleteNamed);
+  DropUnwritable(tags, log);
+  const bool writeList = list || settings.creation == 0 || settings.creation == 1;
+  // INFO has no place for replay gain: such tags always get an ID3v2 chunk.
+  const bool writeId3 = id3 || settings.creation == 0 || settings.creation == 3 || HasReplayGainTags(tags);
+  if (ok && writeList) ok = WriteList(riff, tags, list, settings, log);
+  if (ok && writeId3) ok = WriteId3(riff, tags, id3, settings, log);
+  return ok && scope.Ok();
+}
+
+bool WriteBext(clRIFFHandler& riff, const TagList& given, TagWriteMode mode, const TagWriteSettings& settings,
+               const TraceContext& log) {
+  TraceScope scope(log, kBEXTWriter);
+  const int index = riff.FindChunkIndex("bext");
+  const bool creating = index < 0;
+  // A file without bext gets one only when the host gives it something to hold.
+  if (creating && (mode.deleteAll || mode.deleteNamed || !HasBextField(given))) return scope.Ok();
+
+  std::vector<std::uint8_t> old;
+  TagList fileTags;
+  if (!creating) {
+    const RIFFChunkInfo& record = riff.Chunk(std::size_t(index));
+    if (!ReadFileIntoMemory(old, record.DataSize, record.FileDataPosition, riff, log)) return false;
+    clRIFFBEXTChunk().InitFrom(old, fileTags, log);
+  }
+  TagList tags;
+  if (!mode.deleteAll) tags = CompleteTags(given, fileTags, mode.deleteNamed);
+  std::vector<std::uint8_t> payload;
+  if (!clRIFFBEXTChunk::TagsToBEXT(payload, tags, log)) return false;
+  // Version, UMID and loudness are no tags: a rewritten chunk keeps them as they were.
+  if (old.size() >= clRIFFBEXTChunk::kFixedSize && payload.size() >= clRIFFBEXTChunk::kFixedSize)
+    std::copy(old.begin() + clRIFFBEXTChunk::kVersionOffset, old.begin() + clRIFFBEXTChunk::kReservedOffset,
+              payload.begin() + clRIFFBEXTChunk::kVersionOffset);
+
+  const std::vector<std::uint8_t> chunk = MakeChunk(MakeFourCC("bext"), payload);
+  bool ok = true;
+  if (creating)
+    ok = riff.InsertChunk(-1, chunk, settings.padding, settings.paddingSize);
+  else if (!Unchanged(riff, riff.Chunk(std::size_t(index)), chunk, log))
+    ok = riff.ReplaceChunk(index, chunk, settings.padding, settings.paddingSize);
+  return ok && scope.Ok();
 }
 }  // namespace
 
@@ -161,75 +236,14 @@ TagWriteSettings TagWriteSettings::Read(const ID3v2ReadOptions& overrides) {
   return s;
 }
 
-bool WriteTagChunks(std::u16string_view path, const TagList& given, TagWriteMode mode, const TraceContext& log,
-                    const ID3v2ReadOptions& id3Options) {
-  TraceScope scope(log, kIDTagWriter);
+bool EditWaveTags(std::u16string_view path, const TagList& given, TagWriteMode mode, const TraceContext& log,
+                  const ID3v2ReadOptions& id3Options, const char* function) {
   // A tag edit may make a file outgrow 4 GiB; it becomes RF64 rather than fail.
   clRIFFHandler riff(true);
   EditTransaction edit(riff);
-  if (!OpenForWrite(riff, path, log, kIDTagWriter)) return false;
-  TagList fileTags;
-  TagChunkInfo info;
+  if (!OpenForWrite(riff, path, log, function)) return false;
   const TagWriteSettings settings = TagWriteSettings::Read(id3Options);
-  ReadTagChunks(riff, fileTags, log, id3Options, settings.albumOption, info);
-  // Records keep their address while others come and go; indexes do not.
-  const RIFFChunkInfo* list = info.listIndex >= 0 ? &riff.Chunk(std::size_t(info.listIndex)) : nullptr;
-  const RIFFChunkInfo* id3 = info.id3Index >= 0 ? &riff.Chunk(std::size_t(info.id3Index)) : nullptr;
-
-  bool ok = RemoveDuplicates(riff, info, settings);
-  if (ok && mode.deleteAll) {
-    if (list) ok = riff.RemoveChunk(riff.IndexOf(list), settings.padding);
-    if (ok && id3) ok = riff.RemoveChunk(riff.IndexOf(id3), settings.padding);
-    if (!ok || !edit.Commit()) return false;
-    return scope.Ok();
-  }
-
-  TagList tags = CompleteTags(given, fileTags, mode.deleteNamed);
-  DropUnwritable(tags, log);
-  const bool writeList = list || settings.creation == 0 || settings.creation == 1;
-  // INFO has no place for replay gain: such tags always get an ID3v2 chunk.
-  const bool writeId3 = id3 || settings.creation == 0 || settings.creation == 3 || HasReplayGainTags(tags);
-  if (writeList) ok = WriteList(riff, tags, list, settings, log);
-  if (ok && writeId3) ok = WriteId3(riff, tags, id3, settings, log);
-  if (!ok || !edit.Commit()) return false;
-  return scope.Ok();
-}
-
-bool WriteBextChunk(std::u16string_view path, const TagList& given, TagWriteMode mode, const TraceContext& log) {
-  TraceScope scope(log, kBEXTWriter);
-  clRIFFHandler riff(true);
-  EditTransaction edit(riff);
-  if (!OpenForWrite(riff, path, log, kBEXTWriter)) return false;
-  const int index = riff.FindChunkIndex("bext");
-  const bool creating = index < 0;
-  // A file without bext gets one only when the host gives it something to hold.
-  if (creating && (mode.deleteAll || mode.deleteNamed || !HasBextField(given))) {
-    return scope.Ok();
-  }
-
-  std::vector<std::uint8_t> old;
-  TagList fileTags;
-  if (!creating) {
-    const RIFFChunkInfo& record = riff.Chunk(std::size_t(index));
-    if (!ReadFileIntoMemory(old, record.DataSize, record.FileDataPosition, riff, log)) return false;
-    clRIFFBEXTChunk().InitFrom(old, fileTags, log);
-  }
-  TagList tags;
-  if (!mode.deleteAll) tags = CompleteTags(given, fileTags, mode.deleteNamed);
-  std::vector<std::uint8_t> payload;
-  if (!clRIFFBEXTChunk::TagsToBEXT(payload, tags, log)) return false;
-  // Version, UMID and loudness are no tags: a rewritten chunk keeps them as they were.
-  if (old.size() >= clRIFFBEXTChunk::kFixedSize && payload.size() >= clRIFFBEXTChunk::kFixedSize)
-    std::copy(old.begin() + clRIFFBEXTChunk::kVersionOffset, old.begin() + clRIFFBEXTChunk::kReservedOffset,
-              payload.begin() + clRIFFBEXTChunk::kVersionOffset);
-
-  const std::vector<std::uint8_t> chunk = MakeChunk(MakeFourCC("bext"), payload);
-  const TagWriteSettings settings = TagWriteSettings::Read({});
-  bool ok = true;
-  if (creating)
-    ok = riff.InsertChunk(-1, chunk, settings.padding, settings.paddingSize);
-  else if (!Unchanged(riff, riff.Chunk(std::size_t(index)), chunk, log))
-    ok = riff.ReplaceChunk(index, chunk, settings.padding, settings.paddingSize);
-  if (!ok || !edit.Commit()) return false;
-  return scope.Ok();
+  const FileTagChunks file = ReadFileTagChunks(riff, settings, log, id3Options);
+  return WriteBext(riff, given, mode, settings, log) && WriteListAndId3(riff, given, mode, file, settings, log) &&
+         edit.Commit();
 }

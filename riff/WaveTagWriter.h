@@ -1,7 +1,8 @@
 // Writing a wave file's tags: the Broadcast Wave 'bext' chunk, then the
 // LIST/INFO and ID3v2 chunks, placed through the chunk list of
-// clRIFFHandler so that the audio stays where it is. The tagging settings are
-// read at every write.
+// clRIFFHandler so that the audio stays where it is, as one edit that either
+// happens whole or leaves the file as it was. The tagging settings are read
+// at every write.
 #pragma once
 
 #include <string_view>
@@ -33,12 +34,14 @@ struct TagWriteSettings {
   static TagWriteSettings Read(const ID3v2ReadOptions& overrides);
 };
 
-// The 'bext' chunk: rewritten when the file has one (its version, UMID and
-// loudness kept), created only when the given tags carry a bext field.
-bool WriteBextChunk(std::u16string_view path, const TagList& tags, TagWriteMode mode, const TraceContext& log);
-// The LIST/INFO and ID3v2 chunks, by the tagging settings.
-bool WriteTagChunks(std::u16string_view path, const TagList& tags, TagWriteMode mode, const TraceContext& log,
-                    const ID3v2ReadOptions& id3Options);
+// One edit of a named file's tags: the 'bext' chunk (rewritten when the file
+// has one, its version, UMID and loudness kept; created only when the given
+// tags carry a bext field), then the LIST/INFO and ID3v2 chunks by the tagging
+// settings, committed together. A file that cannot be edited is refused
+// before anything is written (traced under `function`), and an edit that
+// fails leaves the file as it was.
+bool EditWaveTags(std::u16string_view path, const TagList& tags, TagWriteMode mode, const TraceContext& log,
+                  const ID3v2ReadOptions& id3Options, const char* function);
 // The tags to write: the given ones completed with the file's (or, deleting,
 // the file's less the named ones); pictures match by name without description.
 TagList CompleteTags(const TagList& given, const TagList& fromFile, bool deleteNamed);

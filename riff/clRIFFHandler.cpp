@@ -69,6 +69,7 @@ void clRIFFHandler::Reset() {
   chunks_.clear();
   currentChunk_ = nullptr;
   headerRiffSize_ = fileSize_ = trailingBytes_ = 0;
+  ForgetUndo();
   Close();
   log_ = TraceContext{};
 }
@@ -151,20 +152,36 @@ int clRIFFHandler::FindChunkIndex(std::string_view id) {
 int clRIFFHandler::FindDataChunkIndex() { return FindChunkIndex("data"); }
 
 bool clRIFFHandler::CanEdit(const char* function) const {
-  bool fmt = false, data = false;
-  std::u16string seen;
+  bool fmt = false, data = false, ds64 = false;
+  std::u16string seen, beforeAudio;
   for (const auto& c : chunks_) {
     fmt = fmt || FourCCMatches(c->ChunkID, "fmt ", true);
-    data = data || FourCCMatches(c->ChunkID, "data", true);
+    const bool isData = FourCCMatches(c->ChunkID, "data", true);
+    if (!data) {
+      ds64 = ds64 || IsDs64(*c);
+      beforeAudio += (beforeAudio.empty() ? u"'" : u", '") + FourCCToText(c->ChunkID) + u"'";
+    }
+    data = data || isData;
     seen += (seen.empty() ? u"'" : u", '") + FourCCToText(c->ChunkID) + u"'";
   }
-  if (fmt && data) return true;
-  const std::u16string missing = !fmt && !data ? u"no 'fmt ' and no 'data' chunk"
-                                 : !fmt        ? u"no 'fmt ' chunk"
-                                               : u"no 'data' chunk";
-  TraceError(u"Error the RIFF area (RIFF size " + ToTextU(headerRiffSize_) + u", file size " + ToTextU(fileSize_) +
-                 u", chunks " + (seen.empty() ? std::u16string(u"none") : seen) + u") holds " + missing +
-                 u": an unfinished or damaged file is left as it is.",
-             log_, function);
-  return false;
+  if (!fmt || !data) {
+    const std::u16string missing = !fmt && !data ? u"no 'fmt ' and no 'data' chunk"
+                                   : !fmt        ? u"no 'fmt ' chunk"
+                                                 : u"no 'data' chunk";
+    TraceError(u"Error the RIFF area (RIFF size " + ToTextU(headerRiffSize_) + u", file size " + ToTextU(fileSize_) +
+                   u", chunks " + (seen.empty() ? std::u16string(u"none") : seen) + u") holds " + missing +
+                   u": an unfinished or damaged file is left as it is.",
+               log_, function);
+    return false;
+  }
+  // Without its sizes the 'data' header of an RF64 file says nothing, and the
+  // walk went on into the audio, reading it as chunks; those must not be edited.
+  if (isRF64_ && !ds64) {
+    TraceError(u"Error the RF64 file (file size " + ToTextU(fileSize_) + u", chunks " + beforeAudio +
+                   u") has no 'ds64' chunk of " + ToTextU(kDs64Size) +
+                   u" bytes before its 'data' chunk, so the size of its audio is not known: it is left as it is.",
+               log_, function);
+    return false;
+  }
+  return true;
 }

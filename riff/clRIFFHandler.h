@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "WavePlugin.h"
+#include "io/Limits.h"
 #include "io/XFile.h"
 
 class TraceScope;
@@ -90,15 +91,19 @@ class clRIFFHandler : public XFile {
   // Writes the 'ds64' chunk (header, the three sizes, an empty table) from the list.
   bool WriteDs64();
   // True when the chunk list accounts for the audio, so that an edit cannot
-  // write over it: the RIFF area holds a 'fmt ' and a 'data' chunk. Otherwise
-  // (an unfinished recording, a truncated header) traces what was found under
-  // `function` and returns false.
+  // write over it: the RIFF area holds a 'fmt ' and a 'data' chunk, and an
+  // RF64 file its 'ds64' chunk before 'data'. Otherwise (an unfinished
+  // recording, a truncated header) traces what was found under `function` and
+  // returns false. Decided before anything is written.
   bool CanEdit(const char* function) const;
   // Bytes of the file beyond the chunks the list accounts for (appended by
   // another program, sector padding); they stay behind the RIFF area.
   std::uint64_t TrailingBytes() const { return trailingBytes_; }
   // True once an edit works on a temporary copy of the file.
   bool Rewriting() const { return rewriting_; }
+  // The most an edit in place keeps in memory to undo itself (kMaxUndoBytes);
+  // an edit that would overwrite more goes on in a temporary copy.
+  void SetUndoLimit(std::uint64_t bytes) { undoLimit_ = bytes; }
   // Bytes of padding an insertion adds: none for PaddingType::None, else at least 256 and even.
   static std::uint64_t PaddingLength(PaddingType paddingType, std::uint32_t paddingSize);
 
@@ -110,6 +115,22 @@ class clRIFFHandler : public XFile {
   bool BeginRewrite();
   // Ends the edits: an edit in place is done; a temporary copy is flushed and renamed over the file.
   bool CommitEdits();
+  // Ends the edits without a commit: the copy goes, and the file gets back what edits in place changed.
+  void AbandonEdits();
+  // Writes at a position of the file being edited; in the file itself, what the bytes cover is kept first.
+  bool Put(std::uint64_t position, std::span<const std::uint8_t> bytes, const char* function,
+           std::u16string_view seekError = u"Error Setting File Position.");
+  bool PutZeros(std::uint64_t position, std::uint64_t count, const char* function);
+  // Keeps what an edit in place is about to change, up to the file's old end; past the
+  // undo limit the edit moves to a copy instead.
+  bool KeepForUndo(std::uint64_t position, std::uint64_t count, const char* function);
+  // Puts back, latest first, what edits in place changed, and the old size; false when it cannot.
+  bool UndoInPlace();
+  void ForgetUndo();
+  // The last step of a commit: cuts what the edit left behind the RIFF area.
+  bool TrimToRiffArea();
+  // The 'ds64' chunk that holds the sizes of an RF64 file, or null.
+  RIFFChunkInfo* FindDs64();
   bool WriteChunkHeader(const TraceScope& scope, const RIFFChunkInfo& chunk);
   bool WriteContainerHeader(const TraceScope& scope);
   // Puts what was written so far on the device before a header leads readers to it.
@@ -123,15 +144,13 @@ class clRIFFHandler : public XFile {
   XFile& Out() { return rewriting_ ? rewrite_ : *this; }
   // Replaces the bytes [from, to) of the file by a gap of `gap` bytes (contents undefined).
   bool Splice(std::uint64_t from, std::uint64_t to, std::uint64_t gap);
-  bool AppendChunk(std::span<const std::uint8_t> chunk, std::uint64_t oldEnd);
+  bool AppendChunk(std::span<const std::uint8_t> chunk);
   bool WriteIntoPadding(std::size_t index, std::span<const std::uint8_t> chunk);
   bool ReplaceInRoom(std::size_t index, std::span<const std::uint8_t> chunk, std::uint64_t room,
                      PaddingType paddingType);
   bool WritePaddingChunk(std::size_t index, PaddingType paddingType, std::uint64_t length);
   bool MakeRoomForDs64();
   std::uint64_t SampleCountForDs64(std::uint64_t dataSize);
-  // Shortens the file to the end of the RIFF area when what lay beyond it was a chunk now gone.
-  bool TrimAfterShrink(std::uint64_t fileSize, std::uint64_t oldEnd, const char* function);
 
   std::uint32_t riffId_ = 0x46464952;  // 'RIFF'
   std::uint64_t riffSize_ = 0;
@@ -151,11 +170,23 @@ class clRIFFHandler : public XFile {
   XFile rewrite_;
   bool rewriting_ = false;
   bool unflushed_ = false;  // bytes written that no header leads to yet
+
+  // What an edit in place wrote over, and where.
+  struct Overwritten {
+    std::uint64_t position = 0;
+    std::vector<std::uint8_t> bytes;
+  };
+  std::vector<Overwritten> undo_;  // in the order written
+  std::uint64_t undoBytes_ = 0;
+  std::uint64_t undoLimit_ = kMaxUndoBytes;
+  bool changedInPlace_ = false;  // the file itself was written to since the scan
 };
 
 // One edit of a file as a transaction: Commit makes the edits the file's
-// (renaming a rewritten copy over it); an edit that ends without a commit
-// leaves no temporary copy behind. The file is closed either way.
+// (renaming a rewritten copy over it); an edit that ends without a commit, or
+// whose commit fails, leaves no temporary copy behind and the file as it was,
+// unless the file itself fails while being put back (traced). The file is
+// closed either way.
 class EditTransaction {
  public:
   explicit EditTransaction(clRIFFHandler& riff) : riff_(riff) {}
@@ -167,6 +198,7 @@ class EditTransaction {
 
  private:
   clRIFFHandler& riff_;
+  bool committed_ = false;
 };
 
 constexpr std::uint32_t Low32(std::uint64_t v) { return std::uint32_t(v); }
@@ -175,3 +207,7 @@ constexpr std::uint64_t Join64(std::uint32_t low, std::uint32_t high) { return s
 constexpr std::uint32_t Clamp32(std::uint64_t v) { return v > 0xFFFFFFFFu ? 0xFFFFFFFFu : std::uint32_t(v); }
 // A chunk's data is followed by one pad byte when its size is odd.
 constexpr std::uint64_t Padded(std::uint64_t size) { return size + (size & 1); }
+// A 'ds64' chunk that holds the three sizes of an RF64 file.
+inline bool IsDs64(const RIFFChunkInfo& chunk) {
+  return FourCCMatches(chunk.ChunkID, "ds64", true) && chunk.DataSize >= clRIFFHandler::kDs64Size;
+}

@@ -8,6 +8,11 @@
 // touches only tag chunks, padding and headers, in an order such that a
 // reader following the headers never meets a half-written one: new bytes go
 // where the current headers do not lead, and one header write switches over.
+//
+// An edit that fails changes nothing: every write in place first keeps what
+// it covers, and an edit that ends without its commit puts that back, latest
+// first, and the file's old size with it. Once an edit moves to a copy, the
+// file itself goes back to what it was at once.
 #include <algorithm>
 #include <array>
 
@@ -26,6 +31,7 @@ constexpr const char* kReplace = "clRIFFHandler::ReplaceChunk";
 constexpr const char* kRemove = "clRIFFHandler::RemoveChunk";
 constexpr const char* kDs64 = "clRIFFHandler::WriteDs64";
 constexpr const char* kRewrite = "clRIFFHandler::Rewrite";
+constexpr const char* kUndo = "clRIFFHandler::UndoEdits";
 
 constexpr std::uint32_t kDefaultPadding = 2048;
 // Below this a padding chunk would rarely hold the next tag edit.
@@ -57,33 +63,90 @@ std::uint32_t IdOf(std::span<const std::uint8_t> chunk) {
   return r.FourCC();
 }
 
-bool WriteAt(XFile& out, std::uint64_t position, std::span<const std::uint8_t> bytes, const TraceContext& log,
-             const char* function) {
+}  // namespace
+
+clRIFFHandler::~clRIFFHandler() { AbandonEdits(); }
+
+bool clRIFFHandler::KeepForUndo(std::uint64_t position, std::uint64_t count, const char* function) {
+  // The copy is nobody's until it is renamed: it needs no undo.
+  if (rewriting_) return true;
+  changedInPlace_ = true;
+  if (position >= fileSize_ || count == 0) return true;  // beyond the old end: the old size cuts it off
+  const std::uint64_t n = std::min(count, fileSize_ - position);
+  if (n > undoLimit_ - std::min(undoLimit_, undoBytes_)) {
+    Trace(u"The edit would overwrite more than " + ToTextU(undoLimit_) +
+              u" bytes of the file in place, more than it keeps to undo itself: it goes on in a copy.",
+          log_, function, true);
+    return Splice(~std::uint64_t{0}, ~std::uint64_t{0}, 0);
+  }
+  Overwritten old{position, std::vector<std::uint8_t>(std::size_t(n))};
+  if (!Seek(std::int64_t(position)) || Read(old.bytes.data(), std::int64_t(n)) != std::int64_t(n)) {
+    TraceError(
+        u"Error cannot read the " + ToTextU(n) + u" bytes at " + ToTextU(position) + u" that the edit would overwrite.",
+        log_, function);
+    return false;
+  }
+  undoBytes_ += n;
+  undo_.push_back(std::move(old));
+  return true;
+}
+
+bool clRIFFHandler::Put(std::uint64_t position, std::span<const std::uint8_t> bytes, const char* function,
+                        std::u16string_view seekError) {
+  if (!KeepForUndo(position, bytes.size(), function)) return false;
+  XFile& out = Out();  // after KeepForUndo, which may have moved the edit to a copy
   if (!out.Seek(std::int64_t(position))) {
-    TraceError(u"Error Setting File Position.", log, function);
+    TraceError(seekError, log_, function);
     return false;
   }
   if (!out.Write(bytes.data(), std::int64_t(bytes.size()))) {
-    TraceError(u"Error writing to file, disk full?", log, function);
+    TraceError(u"Error writing to file, disk full?", log_, function);
     return false;
   }
   return true;
 }
 
-bool WriteZeros(XFile& out, std::uint64_t position, std::uint64_t count, const TraceContext& log,
-                const char* function) {
+bool clRIFFHandler::PutZeros(std::uint64_t position, std::uint64_t count, const char* function) {
   const std::vector<std::uint8_t> zeros(std::size_t(std::min<std::uint64_t>(count, kZeroBlock)), 0);
   while (count > 0) {
     const std::size_t n = std::size_t(std::min<std::uint64_t>(count, zeros.size()));
-    if (!WriteAt(out, position, std::span(zeros).first(n), log, function)) return false;
+    if (!Put(position, std::span(zeros).first(n), function)) return false;
     position += n;
     count -= n;
   }
   return true;
 }
-}  // namespace
 
-clRIFFHandler::~clRIFFHandler() { DiscardEdits(); }
+bool clRIFFHandler::UndoInPlace() {
+  if (!changedInPlace_) return true;
+  if (!IsOpen()) return false;
+  while (!undo_.empty()) {
+    const Overwritten& last = undo_.back();
+    if (!Seek(std::int64_t(last.position)) || !Write(last.bytes.data(), std::int64_t(last.bytes.size()))) return false;
+    undoBytes_ -= last.bytes.size();
+    undo_.pop_back();
+  }
+  if (Size() != std::int64_t(fileSize_) && !SetSize(std::int64_t(fileSize_))) return false;
+  if (!Flush()) return false;
+  changedInPlace_ = false;
+  unflushed_ = false;
+  return true;
+}
+
+void clRIFFHandler::ForgetUndo() {
+  undo_.clear();
+  undoBytes_ = 0;
+  changedInPlace_ = false;
+}
+
+void clRIFFHandler::AbandonEdits() {
+  DiscardEdits();
+  if (!UndoInPlace())
+    TraceError(u"Error cannot undo the failed edit of '" + path() + u"'; its audio is unchanged. (Win:" +
+                   ToTextU(LastError()) + u")",
+               log_, kUndo);
+  ForgetUndo();
+}
 
 int clRIFFHandler::IndexOf(const RIFFChunkInfo* record) const {
   for (std::size_t i = 0; i < chunks_.size(); ++i)
@@ -120,15 +183,9 @@ bool clRIFFHandler::WriteThisCompleteChunk(int index, std::span<const std::uint8
   currentChunk_ = &record;
   CalcAllChunks();
   unflushed_ = true;
-  if (!WriteAt(Out(), record.ChunkPosition, chunk, log_, kWriteChunk)) return false;
-  if (chunk.size() & 1) {
-    const std::uint8_t pad = 0;
-    if (!Out().Write(&pad, 1)) {
-      TraceError(u"Error writing to file, disk full?", log_, kWriteChunk);
-      return false;
-    }
-  }
-  return true;
+  if (!Put(record.ChunkPosition, chunk, kWriteChunk)) return false;
+  const std::array<std::uint8_t, 1> pad{};
+  return (chunk.size() & 1) == 0 || Put(record.ChunkPosition + chunk.size(), pad, kWriteChunk);
 }
 
 bool clRIFFHandler::WritePaddingChunk(std::size_t index, PaddingType paddingType, std::uint64_t length) {
@@ -147,10 +204,7 @@ bool clRIFFHandler::WriteChunkHeader(const TraceScope& scope, const RIFFChunkInf
   // In an RF64 file the audio's real size is in 'ds64'; its own header keeps the marker readers expect.
   const bool rf64Data = isRF64_ && FourCCMatches(chunk.ChunkID, "data", true);
   const auto head = Header(chunk.ChunkID, rf64Data ? kLimit32 : chunk.DataSize);
-  if (!Out().Seek(std::int64_t(chunk.ChunkPosition)))
-    return scope.Error(u"Error Setting File Chunk Position, lack of disk space?");
-  if (!Out().Write(head.data(), std::int64_t(head.size()))) return scope.Error(u"Error writing to file, disk full?");
-  return true;
+  return Put(chunk.ChunkPosition, head, scope.function(), u"Error Setting File Chunk Position, lack of disk space?");
 }
 
 bool clRIFFHandler::WriteContainerHeader(const TraceScope& scope) {
@@ -160,9 +214,7 @@ bool clRIFFHandler::WriteContainerHeader(const TraceScope& scope) {
   w.FourCC(riffId_);
   w.U32(Clamp32(isRF64_ ? kLimit32 : riffSize_));
   w.FourCC(formType_);
-  if (!Out().Seek(0)) return scope.Error(u"Error Setting File Position to 0.");
-  if (!Out().Write(head.data(), std::int64_t(head.size()))) return scope.Error(u"Error writing to file, disk full?");
-  return true;
+  return Put(0, head, scope.function(), u"Error Setting File Position to 0.");
 }
 
 bool clRIFFHandler::Barrier() {
@@ -186,6 +238,9 @@ bool clRIFFHandler::WriteChunkHeaders() {
     if (!MakeRoomForDs64()) return scope.Error(u"Could not write proper RIFF64 header.");
     CalcAllChunks();
   }
+  // Known before the first header is written: an RF64 file keeps its sizes in 'ds64' or is not touched.
+  const RIFFChunkInfo* ds64 = isRF64_ ? FindDs64() : nullptr;
+  if (isRF64_ && !ds64) return scope.Error(u"Could not write proper RIFF64 header.");
   if (!Barrier()) return false;
   if (Out().Size() == 0 && !WriteContainerHeader(scope)) return false;
   const RIFFChunkInfo* dataHeader = nullptr;
@@ -193,7 +248,7 @@ bool clRIFFHandler::WriteChunkHeaders() {
     if (!chunk->HeaderDirty) continue;
     chunk->HeaderDirty = false;
     // WriteDs64 writes that header together with its data, in one piece.
-    if (isRF64_ && chunk->ChunkID == kDs64Id) continue;
+    if (chunk.get() == ds64) continue;
     if (isRF64_ && FourCCMatches(chunk->ChunkID, "data", true)) {
       dataHeader = chunk.get();
       continue;
@@ -226,13 +281,14 @@ std::uint64_t clRIFFHandler::SampleCountForDs64(std::uint64_t dataSize) {
   return dataSize / (blockAlign ? blockAlign : 1);
 }
 
-bool clRIFFHandler::WriteDs64() {
-  RIFFChunkInfo* ds64 = nullptr;
+RIFFChunkInfo* clRIFFHandler::FindDs64() {
   for (auto& c : chunks_)
-    if (c->ChunkID == kDs64Id && c->DataSize >= kDs64Size) {
-      ds64 = c.get();
-      break;
-    }
+    if (IsDs64(*c)) return c.get();
+  return nullptr;
+}
+
+bool clRIFFHandler::WriteDs64() {
+  RIFFChunkInfo* ds64 = FindDs64();
   if (!ds64) return false;
   const RIFFChunkInfo* data = FindChunk("data");
   const std::uint64_t dataSize = data ? data->DataSize : 0;
@@ -247,8 +303,8 @@ bool clRIFFHandler::WriteDs64() {
   }
   w.U32(0);  // no table: no chunk but 'data' outgrows 32 bits
   unflushed_ = true;
-  if (!WriteAt(Out(), ds64->ChunkPosition, bytes, log_, kDs64)) return false;
-  if (!WriteZeros(Out(), ds64->FileDataPosition + kDs64Size, ds64->DataSize - kDs64Size, log_, kDs64)) return false;
+  if (!Put(ds64->ChunkPosition, bytes, kDs64)) return false;
+  if (!PutZeros(ds64->FileDataPosition + kDs64Size, ds64->DataSize - kDs64Size, kDs64)) return false;
   ds64RiffSize_ = riffSize_;
   ds64DataSize_ = dataSize;
   ds64SampleCount_ = samples;
@@ -260,11 +316,10 @@ bool clRIFFHandler::WriteDs64() {
 // plan for RF64 put it), split when it is bigger; else a new chunk at the very
 // front, where RF64 readers look for it, through the temporary copy.
 bool clRIFFHandler::MakeRoomForDs64() {
-  for (auto& c : chunks_)
-    if (c->ChunkID == kDs64Id && c->DataSize >= kDs64Size) {
-      isRF64_ = true;
-      return true;
-    }
+  if (FindDs64()) {
+    isRF64_ = true;
+    return true;
+  }
   const int dataIndex = FindDataChunkIndex();
   const std::size_t limit = dataIndex < 0 ? chunks_.size() : std::size_t(dataIndex);
   for (std::size_t i = 0; i < limit; ++i) {
@@ -315,6 +370,10 @@ bool clRIFFHandler::Splice(std::uint64_t from, std::uint64_t to, std::uint64_t g
     DiscardEdits();
     return false;
   }
+  // The copy holds what was changed in place so far; the file itself goes back
+  // at once, so that it stays whole whatever becomes of the copy. What cannot
+  // be put back now is tried again when the edit ends.
+  UndoInPlace();
   return true;
 }
 
@@ -353,12 +412,20 @@ bool clRIFFHandler::BeginRewrite() {
 }
 
 bool clRIFFHandler::CommitEdits() {
+  if (!TrimToRiffArea()) return false;
   // An edit in place is in order on the device header by header; the copy is flushed before its rename.
-  if (!rewriting_) return true;
+  if (!rewriting_) {
+    ForgetUndo();
+    return true;
+  }
+  UndoInPlace();  // normally done when the copy was made; the file cannot be reached once closed
   rewriting_ = false;
   Close();  // the rename cannot replace a file that is still open
   rewrite_.SetCommit(true);
-  if (rewrite_.FinishRewrite()) return true;
+  if (rewrite_.FinishRewrite()) {
+    ForgetUndo();
+    return true;
+  }
   return TraceFailure(u"Error cannot replace '" + path() + u"' with its rewritten copy. (Win:" +
                       ToTextU(rewrite_.LastError()) + u")");
 }
@@ -383,33 +450,39 @@ void clRIFFHandler::DiscardEdits() {
 }
 
 EditTransaction::~EditTransaction() {
-  riff_.DiscardEdits();
+  if (!committed_) riff_.AbandonEdits();
   riff_.Close();
 }
 
 bool EditTransaction::Commit() {
+  committed_ = true;
   const bool ok = riff_.CommitEdits();
-  riff_.DiscardEdits();
+  if (!ok) riff_.AbandonEdits();
   riff_.Close();
   return ok;
 }
 
-bool clRIFFHandler::TrimAfterShrink(std::uint64_t fileSize, std::uint64_t oldEnd, const char* function) {
-  // Bytes that lay beyond the old RIFF area are not ours to cut.
-  const std::uint64_t newEnd = riffSize_ + 8;
-  if (fileSize <= newEnd || fileSize > oldEnd) return true;
-  if (Out().SetSize(std::int64_t(newEnd))) return true;
-  TraceError(u"Error cannot set the file size to " + ToTextU(newEnd) + u".", log_, function);
-  return false;
+// The last step of an edit, so that what it cuts never needs putting back:
+// the bytes a chunk that went or shrank at the end left behind the RIFF area.
+// Bytes that lay behind the area before the edit are not ours to cut.
+bool clRIFFHandler::TrimToRiffArea() {
+  if (trailingBytes_ > 0) return true;
+  const std::uint64_t end = riffSize_ + 8;
+  const std::int64_t size = Out().Size();
+  if (size < 0 || std::uint64_t(size) <= end) return true;
+  if (Out().SetSize(std::int64_t(end))) return true;
+  return TraceFailure(u"Error cannot set the file size to " + ToTextU(end) + u".");
 }
 
-bool clRIFFHandler::AppendChunk(std::span<const std::uint8_t> chunk, std::uint64_t oldEnd) {
+bool clRIFFHandler::AppendChunk(std::span<const std::uint8_t> chunk) {
   CalcAllChunks();
   if (trailingBytes_ > 0) {
     // What another program left behind the RIFF area stays behind it: those
     // bytes alone move back, in place, to open a gap at the end of the area
     // for the new chunk. The last chunk is whole then, pad byte included.
     const std::uint64_t end = riffSize_ + 8;
+    const std::int64_t size = Out().Size();
+    if (size < 0 || !KeepForUndo(end, std::uint64_t(size) - std::min(end, std::uint64_t(size)), kInsert)) return false;
     unflushed_ = true;
     if (!Out().OpenUp(std::int64_t(end), std::int64_t(kChunkHeaderSize + Padded(chunk.size() - kChunkHeaderSize)))) {
       TraceError(u"Error writing to file, disk full?", log_, kInsert);
@@ -417,7 +490,6 @@ bool clRIFFHandler::AppendChunk(std::span<const std::uint8_t> chunk, std::uint64
     }
     return WriteThisCompleteChunk(-1, chunk, true);
   }
-  const std::int64_t size = Out().Size();
   if (!chunks_.empty()) {
     RIFFChunkInfo& last = *chunks_.back();
     // A recording cut short: its header claims more than the file holds, and
@@ -434,11 +506,10 @@ bool clRIFFHandler::AppendChunk(std::span<const std::uint8_t> chunk, std::uint64
     if (last.DataSize & 1) {
       const std::array<std::uint8_t, 1> pad{};
       unflushed_ = true;
-      if (!WriteAt(Out(), last.FileDataPosition + last.DataSize, pad, log_, kInsert)) return false;
+      if (!Put(last.FileDataPosition + last.DataSize, pad, kInsert)) return false;
     }
   }
-  if (!WriteThisCompleteChunk(-1, chunk, true)) return false;
-  return TrimAfterShrink(size < 0 ? 0 : std::uint64_t(size), oldEnd, kInsert);
+  return WriteThisCompleteChunk(-1, chunk, true);
 }
 
 bool clRIFFHandler::WriteIntoPadding(std::size_t index, std::span<const std::uint8_t> chunk) {
@@ -448,15 +519,13 @@ bool clRIFFHandler::WriteIntoPadding(std::size_t index, std::span<const std::uin
   const std::uint64_t dataSize = chunk.size() - kChunkHeaderSize;
   const std::uint64_t need = kChunkHeaderSize + Padded(dataSize);
   const std::uint32_t paddingId = padding.ChunkID;
-  XFile& out = Out();
   // Data and the remaining padding's header first, inside the old padding, where readers do not look.
   std::vector<std::uint8_t> body(chunk.begin() + kChunkHeaderSize, chunk.end());
   if (dataSize & 1) body.push_back(0);
   unflushed_ = true;
-  if (!WriteAt(out, position + kChunkHeaderSize, body, log_, kInsert)) return false;
-  if (room > need && !WriteAt(out, position + need, Header(paddingId, room - need - kChunkHeaderSize), log_, kInsert))
-    return false;
-  if (!Barrier() || !WriteAt(out, position, Header(IdOf(chunk), dataSize), log_, kInsert)) return false;
+  if (!Put(position + kChunkHeaderSize, body, kInsert)) return false;
+  if (room > need && !Put(position + need, Header(paddingId, room - need - kChunkHeaderSize), kInsert)) return false;
+  if (!Barrier() || !Put(position, Header(IdOf(chunk), dataSize), kInsert)) return false;
   padding.ChunkID = IdOf(chunk);
   padding.DataSize = dataSize;
   padding.HeaderDirty = false;
@@ -477,14 +546,13 @@ bool clRIFFHandler::InsertChunk(int index, std::span<const std::uint8_t> chunk, 
   if (chunk.size() < kChunkHeaderSize) return scope.Error(u"Error no chunk to insert.");
   std::size_t at = index < 0 || std::size_t(index) > chunks_.size() ? chunks_.size() : std::size_t(index);
   CalcAllChunks();
-  const std::uint64_t oldEnd = riffSize_ + 8;
   if (at + 1 == chunks_.size() && IsPadding(chunks_[at]->ChunkID) && trailingBytes_ == 0) {
     // Padding at the very end holds nothing: the new chunk takes its place.
     chunks_.erase(chunks_.begin() + std::ptrdiff_t(at));
   }
   const std::uint64_t need = kChunkHeaderSize + Padded(chunk.size() - kChunkHeaderSize);
   if (at >= chunks_.size()) {
-    if (!AppendChunk(chunk, oldEnd)) return false;
+    if (!AppendChunk(chunk)) return false;
   } else if (IsPadding(chunks_[at]->ChunkID) &&
              (Total(*chunks_[at]) == need || Total(*chunks_[at]) >= need + kChunkHeaderSize)) {
     // Padding that can hold the chunk is used instead of moving what follows.
@@ -518,23 +586,22 @@ bool clRIFFHandler::ReplaceInRoom(std::size_t index, std::span<const std::uint8_
                                   : paddingType == PaddingType::Pad ? kPad
                                                                     : kJunk;
   const bool leftover = newPadding < roomEnd;
-  XFile& out = Out();
 
   if (nextIsPadding && newPadding != oldPadding && newPadding + kChunkHeaderSize > oldPadding) {
-    if (!WriteAt(out, position, Header(record.ChunkID, room - kChunkHeaderSize), log_, kReplace)) return false;
+    if (!Put(position, Header(record.ChunkID, room - kChunkHeaderSize), kReplace)) return false;
   }
   if (leftover && newPadding != oldPadding &&
-      !WriteAt(out, newPadding, Header(paddingId, roomEnd - newPadding - kChunkHeaderSize), log_, kReplace))
+      !Put(newPadding, Header(paddingId, roomEnd - newPadding - kChunkHeaderSize), kReplace))
     return false;
   std::vector<std::uint8_t> body(chunk.begin() + kChunkHeaderSize, chunk.end());
   if (dataSize & 1) body.push_back(0);
   unflushed_ = true;
-  if (!WriteAt(out, position + kChunkHeaderSize, body, log_, kReplace)) return false;
-  if (!Barrier() || !WriteAt(out, position, Header(IdOf(chunk), dataSize), log_, kReplace)) return false;
+  if (!Put(position + kChunkHeaderSize, body, kReplace)) return false;
+  if (!Barrier() || !Put(position, Header(IdOf(chunk), dataSize), kReplace)) return false;
   // What the old chunk held and the padding now covers is cleared: a deleted tag leaves no trace.
   const std::uint64_t clearEnd = std::min(roomEnd, nextIsPadding ? oldPadding + kChunkHeaderSize : roomEnd);
   if (leftover && newPadding + kChunkHeaderSize < clearEnd &&
-      !WriteZeros(out, newPadding + kChunkHeaderSize, clearEnd - newPadding - kChunkHeaderSize, log_, kReplace))
+      !PutZeros(newPadding + kChunkHeaderSize, clearEnd - newPadding - kChunkHeaderSize, kReplace))
     return false;
 
   record.ChunkID = IdOf(chunk);
@@ -574,11 +641,9 @@ bool clRIFFHandler::ReplaceChunk(int index, std::span<const std::uint8_t> chunk,
   for (std::size_t i = at + 1; i < chunks_.size(); ++i) standsLast = standsLast && IsPadding(chunks_[i]->ChunkID);
 
   if (standsLast && trailingBytes_ == 0) {
-    const std::uint64_t oldEnd = riffSize_ + 8;
-    const std::int64_t size = Out().Size();
+    // What the chunk leaves behind at the end is cut off when the edit commits.
     chunks_.erase(chunks_.begin() + std::ptrdiff_t(at + 1), chunks_.end());
     if (!WriteThisCompleteChunk(index, chunk, false)) return false;
-    if (!TrimAfterShrink(size < 0 ? 0 : std::uint64_t(size), oldEnd, kReplace)) return false;
   } else if (need == room || (need + kChunkHeaderSize <= room && (nextIsPadding || paddingType != PaddingType::None))) {
     if (!ReplaceInRoom(at, chunk, room, paddingType)) return false;
   } else {
@@ -615,12 +680,10 @@ bool clRIFFHandler::RemoveChunk(int index, PaddingType paddingType) {
     chunks_.erase(chunks_.begin() + std::ptrdiff_t(at));
     currentChunk_ = &next;
   } else if (at + 1 == chunks_.size() && trailingBytes_ == 0) {
-    const std::uint64_t oldEnd = riffSize_ + 8;
-    const std::int64_t size = Out().Size();
+    // Cut off the end when the edit commits.
     chunks_.erase(chunks_.begin() + std::ptrdiff_t(at));
     currentChunk_ = nullptr;
     CalcAllChunks();
-    if (!TrimAfterShrink(size < 0 ? 0 : std::uint64_t(size), oldEnd, kRemove)) return false;
   } else if (paddingType != PaddingType::None) {
     record.ChunkID = paddingType == PaddingType::Junk ? kJunk : kPad;
     record.HeaderDirty = true;
@@ -633,6 +696,6 @@ bool clRIFFHandler::RemoveChunk(int index, PaddingType paddingType) {
     currentChunk_ = nullptr;
   }
   if (!WriteChunkHeaders()) return false;
-  if (clearTo > clearFrom && !WriteZeros(Out(), clearFrom, clearTo - clearFrom, log_, kRemove)) return false;
+  if (clearTo > clearFrom && !PutZeros(clearFrom, clearTo - clearFrom, kRemove)) return false;
   return scope.Ok();
 }

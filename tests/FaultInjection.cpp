@@ -8,6 +8,7 @@ std::atomic<bool> gArmed{false};
 std::atomic<int> gFailAt{0};
 std::atomic<int> gCount{0};
 std::atomic<unsigned> gKinds{0};
+std::atomic<bool> gOnce{false};
 
 unsigned Bit(FileOp op) { return 1u << unsigned(op); }
 }  // namespace
@@ -16,7 +17,7 @@ bool FileFaultHits(FileOp op) {
   if (!gArmed.load() || (gKinds.load() & Bit(op)) == 0) return false;
   const int count = ++gCount;
   const int failAt = gFailAt.load();
-  return failAt > 0 && count >= failAt;
+  return failAt > 0 && (gOnce.load() ? count == failAt : count >= failAt);
 }
 
 namespace xfile_fault {
@@ -29,7 +30,13 @@ void Arm(int k, std::initializer_list<FileOp> kinds) {
   gKinds = bits;
   gFailAt = k;
   gCount = 0;
+  gOnce = false;
   gArmed = true;
+}
+
+void ArmOnce(int k) {
+  Arm(k);
+  gOnce = true;
 }
 
 void Disarm() { gArmed = false; }

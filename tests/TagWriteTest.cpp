@@ -281,6 +281,48 @@ TEST_F(TagWrite, EmptiedId3ChunkBecomesPaddingOrGoes) {
   }
 }
 
+// An empty ID3v2 chunk, as some programs leave one, is one chunk too many:
+// other readers take the first ID3v2 chunk they meet and would find no tags
+// in it. A write leaves one ID3v2 chunk, holding the tags (none when the
+// settings ask for LIST only), and a delete-all none.
+TEST_F(TagWrite, EmptyId3ChunkGivesWay) {
+  const auto wav = [] { return WavBuilder().Fmt(PcmFormat(1, 2, 44100, 16)); };
+  const TagMap title = {{u"Title", {u"New", {}}}};
+  const struct Case {
+    const char* label;
+    Bytes file;
+    std::uint32_t creation;  // "WaveTagDefault"
+    Ids written;
+    TagMap tags;
+  } cases[] = {
+      {"'ID3 ' at the end", wav().Data(kAudio).Chunk("ID3 ", {}).Build(), 0, {"fmt ", "data", "LIST", "id3 "}, title},
+      {"'id3 ' before the audio",
+       wav().Chunk("id3 ", {}).Data(kAudio).Build(),
+       0,
+       {"fmt ", "JUNK", "data", "LIST", "id3 "},
+       title},
+      {"'ID3 ' before one with tags",
+       wav().Data(kAudio).Chunk("ID3 ", {}).Chunk("id3 ", Id3v23Tag({{"TALB", "Album"}})).Build(),
+       0,
+       {"fmt ", "data", "JUNK", "id3 ", "JUNK", "LIST"},
+       {{u"Title", {u"New", {}}}, {u"Album", {u"Album", {}}}}},
+      {"LIST only", wav().Data(kAudio).Chunk("ID3 ", {}).Build(), 1, {"fmt ", "data", "LIST"}, title},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.label);
+    settings.Set(u"WaveTagDefault", c.creation);
+    const auto path = Make(c.file);
+    ASSERT_EQ(Write(path, {{u"Title", u"New", {}}}), 1) << cap.TraceUtf8();
+    EXPECT_EQ(ReadChunks(path).Ids(), c.written);
+    EXPECT_EQ(Read(path), c.tags) << Describe(c.tags, Read(path));
+    ASSERT_EQ(Delete(path, nullptr), 1) << cap.TraceUtf8();
+    const Ids left = ReadChunks(path).Ids();
+    EXPECT_EQ(std::count(left.begin(), left.end(), "ID3 ") + std::count(left.begin(), left.end(), "id3 "), 0);
+    EXPECT_TRUE(Read(path).empty());
+    EXPECT_EQ(ReadChunks(path).Data("data"), kAudio);
+  }
+}
+
 TEST_F(TagWrite, DeleteAllRemovesListAndId3AndClearsBext) {
   const Bytes file = WavBuilder()
                          .Fmt(PcmFormat(1, 2, 44100, 16))
@@ -375,9 +417,11 @@ TEST_F(TagWrite, BextIsKeptRewrittenOrCreatedOnlyWhenAsked) {
   }
 }
 
-// Files both writers refuse and leave as they are: one that is not there, and
-// ones whose chunk list does not account for their audio (an unfinished
-// recording, a header cut short). The deletion entry still closes its trace level.
+// Files a tag edit refuses before it writes anything, and leaves as they are:
+// one that is not there, ones whose chunk list does not account for their
+// audio (an unfinished recording, a header cut short), and RF64 files without
+// the 'ds64' chunk that gives their sizes. The deletion entry still closes its
+// trace level.
 TEST_F(TagWrite, MissingAndUnfinishedFilesAreRefusedAndUntouched) {
   const auto build = [] { return WavBuilder().Fmt(PcmFormat(1, 2, 44100, 16)).Data(kAudio); };
   const fs::path path = dir.path() / "t.wav";
@@ -395,6 +439,19 @@ TEST_F(TagWrite, MissingAndUnfinishedFilesAreRefusedAndUntouched) {
        area + u"(RIFF size 28, file size 6044, chunks 'fmt ') holds no 'data' chunk" + left},
       {"header cut", build().TruncateTo(24).Build(),
        area + u"(RIFF size 6036, file size 24, chunks 'fmt ') holds no 'data' chunk" + left},
+      {"RF64 without 'ds64'", build().Container("RF64").RiffSize(0xFFFFFFFF).Build(),
+       u"Error the RF64 file (file size 6044, chunks 'fmt ', 'data') has no 'ds64' chunk of 28 bytes before its "
+       u"'data' chunk, so the size of its audio is not known: it is left as it is."},
+      {"RF64 with a short 'ds64'",
+       WavBuilder()
+           .Container("RF64")
+           .RiffSize(0xFFFFFFFF)
+           .Chunk("ds64", Bytes(20))
+           .Fmt(PcmFormat(1, 2, 44100, 16))
+           .Data(kAudio)
+           .Build(),
+       u"Error the RF64 file (file size 6072, chunks 'ds64', 'fmt ', 'data') has no 'ds64' chunk of 28 bytes before "
+       u"its 'data' chunk, so the size of its audio is not known: it is left as it is."},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.label);
@@ -406,8 +463,8 @@ TEST_F(TagWrite, MissingAndUnfinishedFilesAreRefusedAndUntouched) {
     EXPECT_EQ(Delete(path, nullptr), 0);
     EXPECT_TRUE(Traced(kExitMarker, u"clDecoder_Wave::DeleteATag"));
     EXPECT_EQ(fs::exists(path) ? std::optional<Bytes>(ReadAll(path)) : std::nullopt, c.file);
-    for (const char16_t* writer : {u"BEXTWriter", u"IDTagWriter"})
-      EXPECT_TRUE(Contains(cap.Errors(), c.error + u"  [clWaveDecoder_Wave::" + writer + u"]\r\n")) << cap.TraceUtf8();
+    for (const char16_t* entry : {u"clWaveDecoder_Wave::WriteIDTags", u"clDecoder_Wave::DeleteATag"})
+      EXPECT_TRUE(Contains(cap.Errors(), c.error + u"  [" + entry + u"]\r\n")) << cap.TraceUtf8();
   }
 }
 

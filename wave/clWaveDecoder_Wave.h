@@ -26,12 +26,11 @@ class clWaveDecoder_Wave : public WaveEngine {
   // Writes the host's flat tag block into a named file (no open needed): bext, then LIST and ID3v2.
   bool WriteIDTags(const char16_t* fileName, const std::uint8_t* tagData, std::int32_t tagBytes,
                    const TraceContext& log, const ID3v2ReadOptions& id3Options);
-  // Writes, or deletes (named tags, or all), the LIST/INFO and ID3v2 chunks of a named file.
-  bool IDTagWriter(std::u16string_view fileName, const TagList& tags, bool deleteNamed, bool deleteAll,
-                   const TraceContext& log, const ID3v2ReadOptions& id3Options);
-  // The same for the 'bext' chunk.
-  bool BEXTWriter(std::u16string_view fileName, const TagList& tags, bool deleteNamed, bool deleteAll,
-                  const TraceContext& log);
+  // Writes, or deletes (named tags, or all), the tags of a named file: the
+  // bext writer, then the LIST/INFO and ID3v2 writer, as one edit that leaves
+  // the file as it was when it fails. `function` names the caller in the trace.
+  bool EditTags(std::u16string_view fileName, const TagList& tags, bool deleteNamed, bool deleteAll,
+                const TraceContext& log, const ID3v2ReadOptions& id3Options, const char* function);
 
   clRIFFHandler& riff() { return riff_; }
 

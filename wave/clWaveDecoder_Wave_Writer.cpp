@@ -11,20 +11,11 @@ bool clWaveDecoder_Wave::WriteIDTags(const char16_t* fileName, const std::uint8_
   TagList tags;
   tags.FromBlock(std::span(tagData, std::size_t(tagBytes)));
   if (tags.empty()) return true;
-  const std::u16string_view name(fileName);
-  // Both writers always run: a failed bext must not keep the other tags from being written.
-  const bool bext = BEXTWriter(name, tags, false, false, log);
-  const bool other = IDTagWriter(name, tags, false, false, log, id3Options);
-  if (!bext || !other) return false;
+  if (!EditTags(fileName, tags, false, false, log, id3Options, scope.function())) return false;
   return scope.Ok();
 }
 
-bool clWaveDecoder_Wave::IDTagWriter(std::u16string_view fileName, const TagList& tags, bool deleteNamed,
-                                     bool deleteAll, const TraceContext& log, const ID3v2ReadOptions& id3Options) {
-  return WriteTagChunks(fileName, tags, {deleteNamed, deleteAll}, log, id3Options);
-}
-
-bool clWaveDecoder_Wave::BEXTWriter(std::u16string_view fileName, const TagList& tags, bool deleteNamed, bool deleteAll,
-                                    const TraceContext& log) {
-  return WriteBextChunk(fileName, tags, {deleteNamed, deleteAll}, log);
+bool clWaveDecoder_Wave::EditTags(std::u16string_view fileName, const TagList& tags, bool deleteNamed, bool deleteAll,
+                                  const TraceContext& log, const ID3v2ReadOptions& id3Options, const char* function) {
+  return EditWaveTags(fileName, tags, {deleteNamed, deleteAll}, log, id3Options, function);
 }

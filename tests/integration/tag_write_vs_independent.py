@@ -145,4 +145,20 @@ with tempfile.TemporaryDirectory() as work:
     expect("bwf audio", audio_md5(path), before)
     expect("bwf no temporary file", sorted(n for n in os.listdir(work) if n != "config"), ["bwf.wav", "cover.png", "plain.wav"])
 
+    # An RF64 file without its 'ds64' chunk (public test files have this shape):
+    # the sizes of its audio are not known, so a write or a delete is refused and
+    # the file keeps every byte.
+    path = os.path.join(work, "rf64.wav")
+    make_wav(path, "-fflags", "+bitexact")
+    with open(path, "r+b") as f:
+        f.write(b"RF64\xff\xff\xff\xff")
+    with open(path, "rb") as f:
+        before = f.read()
+    for args in (("tag", path, "Title=T"), ("untag", path)):
+        r = host(*args)
+        expect(f"rf64 without ds64 {args[0]} refused", (r.returncode != 0, b"has no 'ds64' chunk" in r.stderr),
+               (True, True))
+        with open(path, "rb") as f:
+            expect(f"rf64 without ds64 {args[0]} leaves the file", f.read() == before, True)
+
 checks.finish("checks passed")

@@ -1,7 +1,8 @@
 #!/usr/bin/python3
 """Files as other programs write them (ffmpeg with LIST/INFO or bext, sox,
-mutagen's ID3v2.3 in UTF-16 and ID3v2.4 in UTF-8, and a tagger that appended
-a second INFO list and a second ID3v2 chunk) through a write of one tag and a
+mutagen's ID3v2.3 in UTF-16 and ID3v2.4 in UTF-8, a tagger that appended
+a second INFO list and a second ID3v2 chunk, and one that left an empty
+ID3v2 chunk, which mutagen reads first) through a write of one tag and a
 delete-all by the plug-in (wavehost): every chunk that holds no tags keeps its
 bytes, the audio stays, independent readers (mutagen, ffprobe) see the same
 values as before for every tag the write did not name, and after our own
@@ -91,6 +92,11 @@ def info_list(**fields):
     return b"INFO" + body
 
 
+def empty_id3(path):
+    ffmpeg_wav(path, "-metadata", "title=From ffmpeg")
+    append_chunk(path, b"ID3 ", b"")
+
+
 def ffmpeg_wav(path, *extra):
     run("ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", "sine=d=0.3", "-ac", "2", "-fflags", "+bitexact",
         *extra, path)
@@ -136,6 +142,7 @@ FIXTURES = {
     "mutagen 2.3 UTF-16": lambda p: mutagen_wav(p, 3, 1),
     "mutagen 2.4 UTF-8": lambda p: mutagen_wav(p, 4, 3),
     "appended twice": appending_tagger,
+    "empty ID3": empty_id3,
 }
 
 with tempfile.TemporaryDirectory() as work:
@@ -164,8 +171,11 @@ with tempfile.TemporaryDirectory() as work:
             infos = [d for c, d in chunks(path) if c == "LIST" and d[:4] == b"INFO"]
             expect(f"{name}: one INFO list, one ID3v2 chunk", (len(infos), ids.count("id3 ")), (1, 1))
             expect(f"{name}: stale album gone", str(WAVE(path).tags["TALB"]), "Album \u263a")
+        id3_chunks = [c for c, d in chunks(path) if c in ("ID3 ", "id3 ")]
+        expect(f"{name}: one ID3v2 chunk", len(id3_chunks), 1)
         r = host("untag", path)
         expect(f"{name}: untag", r.returncode, 0)
+        expect(f"{name}: no ID3v2 chunk after untag", [c for c, d in chunks(path) if c in ("ID3 ", "id3 ")], [])
         expect(f"{name}: chunks kept after untag", untagged(path), kept)
         expect(f"{name}: audio after untag", audio_md5(path), audio)
         expect(f"{name}: no ID3v2 after untag", WAVE(path).tags, None)

@@ -76,11 +76,11 @@ with tempfile.TemporaryDirectory() as work:
         expect(what + " LIST album kept", text(tags, "Album"), ["LIST album"])
         expect(what + " fmt marker", tags.get("_riff_fmt ", {}).get("size"), 4)
 
-    # ffmpeg: LIST/INFO and bext, compared with what ffprobe reads.
+    # ffmpeg: LIST/INFO and bext, compared with what ffprobe reads; ffmpeg writes their text in UTF-8.
     path = os.path.join(work, "ffmpeg-bext.wav")
-    meta = {"title": "Ff title", "artist": "Ff artist", "album": "Ff album", "comment": "Ff comment",
-            "genre": "Jazz", "date": "2021", "copyright": "Ff copyright"}
-    bext = {"description": "Bext description", "originator": "Bext originator",
+    meta = {"title": "Gr\u00fc\u00dfe aus K\u00f6ln", "artist": "\u6771\u4eac Ff artist", "album": "Ff album",
+            "comment": "Ff comment", "genre": "Jazz", "date": "2021", "copyright": "Ff copyright"}
+    bext = {"description": "Bext description f\u00fcr K\u00f6ln", "originator": "Bext originator",
             "origination_date": "2021-02-03", "origination_time": "04:05:06", "time_reference": "441000",
             "coding_history": "A=PCM,F=48000,W=16,M=mono"}
     args = ["-write_bext", "1"]

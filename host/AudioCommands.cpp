@@ -101,7 +101,7 @@ void PrintInfoText(const std::string& file, const OpenRecord& record, long long 
   std::printf("Data size:   %lld bytes\n", (long long)record.DataBytes);
   std::printf("Properties:\n");
   for (const ShownTag& p : props)
-    if (p.name != u"Riff Chunks") std::printf("  %s: %s\n", WideToUtf8(p.name).c_str(), WideToUtf8(p.value).c_str());
+    if (p.name != u"Riff Chunks") PrintLabelled("  " + WideToUtf8(p.name) + ": ", p.value);
   std::printf("Tags:%s\n", tags.empty() ? " (none)" : "");
   PrintTagsText(tags, "  ");
   std::printf("Chunks:      %s\n", chunkMap.c_str());

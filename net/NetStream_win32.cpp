@@ -167,8 +167,18 @@ bool NetStream::Connect(std::int64_t from) {
 }
 
 NetStream::Fill NetStream::Receive() {
+  // A read larger than what has arrived waits until it is filled (Wine's does),
+  // so one read of the whole read-ahead would keep an open waiting on a server
+  // that pauses after the head and the tags. The query waits only for the first
+  // bytes, and the read then takes no more than are there.
+  DWORD available = 0;
+  if (!WinHttpQueryDataAvailable(connection_->request, &available)) {
+    errorText_ = WinHttpText(GetLastError());
+    return Fill::Error;
+  }
+  if (available == 0) return Fill::End;
   DWORD got = 0;
-  const auto room = DWORD(buffer_.size() - end_);
+  const auto room = DWORD(std::min<std::size_t>(buffer_.size() - end_, available));
   if (!WinHttpReadData(connection_->request, buffer_.data() + end_, room, &got)) {
     errorText_ = WinHttpText(GetLastError());
     return Fill::Error;

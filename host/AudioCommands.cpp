@@ -95,7 +95,7 @@ void PrintInfoText(const std::string& file, const OpenRecord& record, long long 
   std::printf("Data size:   %lld bytes\n", (long long)record.DataBytes);
   std::printf("Properties:\n");
   for (const ShownTag& p : props)
-    if (p.name != u"Riff Chunks") std::printf("  %s: %s\n", WideToUtf8(p.name).c_str(), WideToUtf8(p.value).c_str());
+    if (p.name != u"Riff Chunks") PrintLabelled("  " + WideToUtf8(p.name) + ": ", p.value);
   std::printf("Tags:%s\n", tags.empty() ? " (none)" : "");
   PrintTagsText(tags, "  ");
   std::printf("Chunks:      %s\n", chunkMap.c_str());
@@ -178,7 +178,7 @@ int CommandOpen(Session& s, const Words& args) {
   s.plugin.Close(s.decoder, 0);
   if (a.Has("--trace")) s.PrintTrace();
   std::printf("Open: %d\n", ok);
-  if (!ok) s.PrintErrors();
+  if (!ok) s.PrintReports();
   return ok ? 0 : 1;
 }
 
@@ -195,7 +195,7 @@ int CommandInfo(Session& s, const Words& args) {
   s.plugin.Close(s.decoder, 0);
   if (a.Has("--trace")) s.PrintTrace();
   if (!ok) {
-    s.PrintErrors();
+    s.PrintReports();
     return 1;
   }
   long long samples = (long long)(record.LengthMs * ViewFormat(record.Format).rate / 1000);
@@ -218,11 +218,11 @@ int CommandDecode(Session& s, const Words& args) {
   OpenRequest open(a.First(), kOpenPrepareDecode);
   if (!s.plugin.Open(s.decoder, &open.record)) {
     if (a.Has("--trace")) s.PrintTrace();
-    s.PrintErrors();
+    s.PrintReports();
     return 1;
   }
   if (*seek >= 0 && !s.plugin.SetPosition(s.decoder, *seek)) {
-    s.PrintErrors();
+    s.PrintReports();
     return 1;
   }
   const auto started = std::chrono::steady_clock::now();
@@ -235,6 +235,6 @@ int CommandDecode(Session& s, const Words& args) {
                  seconds > 0 ? double(done) / seconds / 1048576.0 : 0.0);
   }
   if (a.Has("--trace")) s.PrintTrace();
-  if (result) s.PrintErrors();
+  if (result) s.PrintReports();
   return result;
 }

@@ -1,5 +1,7 @@
 #include "host/Session.h"
 
+#include <algorithm>
+
 #include "io/Text.h"
 
 namespace {
@@ -25,7 +27,7 @@ bool Session::Start(const std::string& pluginPath, bool withTrace) {
     return false;
   }
   if (withTrace) trace.emplace();
-  context = {errors.handle(), 0, trace ? trace->handle() : 0};
+  context = {reports.handle(), reports.handle(), trace ? trace->handle() : 0};
   decoder = plugin.Create(&context);
   return decoder != nullptr;
 }
@@ -34,15 +36,20 @@ void Session::PrintTrace() {
   if (trace) std::fputs(ForTerminal(trace->TakeNew()).c_str(), stdout);
 }
 
-void Session::PrintErrors() {
-  const std::string text = ForTerminal(errors.TakeNew());
-  if (!text.empty()) std::fprintf(stderr, "wavehost: %s", text.c_str());
+void Session::PrintReports() {
+  const std::string text = ForTerminal(reports.TakeNew());
+  std::size_t start = 0;
+  while (start < text.size()) {
+    const std::size_t end = std::min(text.find('\n', start), text.size());
+    std::fprintf(stderr, "wavehost: %.*s\n", int(end - start), text.c_str() + start);
+    start = end + 1;
+  }
 }
 
 void Session::ReportResult(const char* what, int ok, bool withTrace) {
   if (withTrace) PrintTrace();
   std::printf("%s: %d\n", what, ok);
-  if (!ok) PrintErrors();
+  if (!ok) PrintReports();
 }
 
 std::u16string Session::GetText(std::u16string_view key, int index, int subIndex, int slot, bool& ok) {

@@ -14,7 +14,8 @@ struct Session {
   Plugin plugin;
   // Only when the trace is asked for: a plug-in given no trace handle builds no trace text.
   std::optional<TraceSink> trace;
-  TraceSink errors;
+  // The error and the information copies share one sink, so that a reason stays in front of the failure it explains.
+  TraceSink reports;
   TraceContext context{};
   void* decoder = nullptr;
 
@@ -24,10 +25,11 @@ struct Session {
   ~Session();
   // Loads the plug-in and creates a decoder; says why on stderr when it cannot.
   bool Start(const std::string& pluginPath, bool withTrace);
-  // The trace written since the last call, on stdout; the errors, on stderr.
+  // The trace written since the last call, on stdout.
   void PrintTrace();
-  void PrintErrors();
-  // "what: ok" on stdout, the trace first when asked, the errors after a failure.
+  // The error and information lines written since the last call, on stderr, each after "wavehost: ".
+  void PrintReports();
+  // "what: ok" on stdout, the trace first when asked, the error and information lines after a failure.
   void ReportResult(const char* what, int ok, bool withTrace);
   // One text of a Get answer (slot 0 to 2); ok tells whether Get answered.
   std::u16string GetText(std::u16string_view key, int index, int subIndex, int slot, bool& ok);

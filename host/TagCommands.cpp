@@ -46,7 +46,7 @@ int CommandTags(Session& s, const Words& args) {
   s.plugin.Close(s.decoder, 0);
   if (a.Has("--trace")) s.PrintTrace();
   if (!ok) {
-    s.PrintErrors();
+    s.PrintReports();
     return 1;
   }
   if (a.Has("--json")) {
@@ -73,7 +73,7 @@ int CommandTag(Session& s, const Words& args) {
   if (const auto picture = a.Value("--picture")) {
     if (!AddPicture(tags, *picture, *pictureType, a.Value("--description").value_or(""))) {
       std::fprintf(stderr, "wavehost: cannot read %s\n", picture->c_str());
-      return 1;
+      return 2;
     }
   }
   if (tags.empty()) return UsageError();

@@ -22,15 +22,28 @@ std::string JsonString(const std::string& utf8) {
 }
 
 namespace {
+// A carriage return separates values; one followed by a line feed is a line break inside a value (a bext
+// description or coding history), which stays part of it.
 std::vector<std::string> SplitValues(const std::u16string& value) {
   std::vector<std::string> out;
-  std::size_t start = 0;
+  std::size_t start = 0, from = 0;
   for (;;) {
-    const std::size_t cr = value.find(u'\r', start);
+    const std::size_t cr = value.find(u'\r', from);
+    if (cr != std::u16string::npos && cr + 1 < value.size() && value[cr + 1] == u'\n') {
+      from = cr + 2;
+      continue;
+    }
     out.push_back(WideToUtf8(value.substr(start, cr == std::u16string::npos ? std::u16string::npos : cr - start)));
     if (cr == std::u16string::npos) return out;
-    start = cr + 1;
+    start = from = cr + 1;
   }
+}
+
+// Characters a terminal gives UTF-8 text (one column each, as names and labels are).
+std::size_t Columns(std::string_view utf8) {
+  std::size_t n = 0;
+  for (unsigned char c : utf8) n += (c & 0xC0) != 0x80;
+  return n;
 }
 
 // From the signature at the head of the data.
@@ -66,18 +79,30 @@ void PrintTagsJson(const std::vector<ShownTag>& tags) {
   std::printf("\n]");
 }
 
+void PrintLabelled(const std::string& label, const std::u16string& value) {
+  std::string text;
+  const auto values = SplitValues(value);
+  for (std::size_t k = 0; k < values.size(); ++k) text += (k ? " | " : "") + values[k];
+  // Line breaks at the end would only print blank lines.
+  while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
+  const std::string under = "\n" + std::string(Columns(label), ' ');
+  std::string out = label;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '\r' && i + 1 < text.size() && text[i + 1] == '\n') continue;
+    out += text[i] == '\n' ? under : std::string(1, text[i]);
+  }
+  std::printf("%s\n", out.c_str());
+}
+
 void PrintTagsText(const std::vector<ShownTag>& tags, const char* indent) {
   for (const ShownTag& t : tags) {
-    std::printf("%s%s: ", indent, WideToUtf8(t.name).c_str());
-    if (t.dataSize != 0) {
-      if (IsPictureName(t.name))
-        std::printf("[picture, %s, %zu bytes]\n", ImageMime(t.head), t.dataSize);
-      else
-        std::printf("[binary, %zu bytes]\n", t.dataSize);
-      continue;
+    const std::string label = indent + WideToUtf8(t.name) + ": ";
+    if (t.dataSize == 0) {
+      PrintLabelled(label, t.value);
+    } else if (IsPictureName(t.name)) {
+      std::printf("%s[picture, %s, %zu bytes]\n", label.c_str(), ImageMime(t.head), t.dataSize);
+    } else {
+      std::printf("%s[binary, %zu bytes]\n", label.c_str(), t.dataSize);
     }
-    const auto values = SplitValues(t.value);
-    for (std::size_t k = 0; k < values.size(); ++k) std::printf("%s%s", k ? " | " : "", values[k].c_str());
-    std::printf("\n");
   }
 }

@@ -10,5 +10,7 @@
 std::string JsonString(const std::string& utf8);
 // The tags as a JSON array: text tags with their values, binary ones with type, size and MIME type.
 void PrintTagsJson(const std::vector<ShownTag>& tags);
-// One line a tag; several values joined by " | ".
+// label and value; several values joined by " | ", each further line of a value indented under the first.
+void PrintLabelled(const std::string& label, const std::u16string& value);
+// One tag a PrintLabelled line, its name after indent.
 void PrintTagsText(const std::vector<ShownTag>& tags, const char* indent);

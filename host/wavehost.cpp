@@ -1,8 +1,10 @@
 // wavehost: drives the wave plug-in from a terminal exactly as the real host
 // does, through its nine exports and nothing else.
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/Commands.h"
@@ -42,7 +44,9 @@ extern const char kUsage[] =
     "                        N is the picture type, 3 (front cover) when not given\n"
     "  untag FILE [NAME...] [--trace]\n"
     "                        delete the named tags, or every tag when none is named\n"
-    "  settings [NAME VALUE] the eight tagging settings as stored, or change one\n";
+    "  settings [NAME VALUE] the eight tagging settings as stored, or change one\n"
+    "Exit status: 0 success; 1 the operation failed (the plug-in said no, with its\n"
+    "error and information lines on stderr); 2 bad usage.\n";
 
 int HostMain(const std::vector<std::string>& argv) {
   std::vector<std::string> args = argv;
@@ -58,6 +62,13 @@ int HostMain(const std::vector<std::string>& argv) {
   const std::string command = args[0];
   args.erase(args.begin());
   if (command == "settings") return CommandSettings(args);
+  constexpr std::array<std::string_view, 9> kCommands = {"open", "info",    "decode",  "tags",   "tag",
+                                                         "untag", "formats", "options", "convert"};
+  if (std::find(kCommands.begin(), kCommands.end(), command) == kCommands.end()) {
+    std::fprintf(stderr, "wavehost: unknown command '%s'\n%s", command.c_str(), kUsage);
+    return 2;
+  }
+  if ((command == "formats" || command == "options") && !args.empty()) return UsageError();
   Session session;
   if (!session.Start(pluginPath, std::find(args.begin(), args.end(), "--trace") != args.end())) return 1;
   if (command == "open") return CommandOpen(session, args);
@@ -67,8 +78,6 @@ int HostMain(const std::vector<std::string>& argv) {
   if (command == "untag") return CommandUntag(session, args);
   if (command == "info") return CommandInfo(session, args);
   if (command == "decode") return CommandDecode(session, args);
-  if (command == "tags") return CommandTags(session, args);
   if (command == "convert") return CommandConvert(session, args);
-  std::fprintf(stderr, "wavehost: unknown command '%s'\n%s", command.c_str(), kUsage);
-  return 2;
+  return CommandTags(session, args);
 }

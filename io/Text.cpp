@@ -68,6 +68,42 @@ std::string WideToUtf8(std::u16string_view w) {
   return out;
 }
 
+bool IsMultiByteUtf8(std::string_view bytes) {
+  bool multiByte = false;
+  std::size_t i = 0;
+  while (i < bytes.size()) {
+    const auto lead = std::uint8_t(bytes[i]);
+    if (lead < 0x80) {
+      ++i;
+      continue;
+    }
+    // The second byte's range rules out overlong forms (E0, F0), surrogates (ED) and code points above U+10FFFF (F4).
+    std::size_t trail = 0;
+    std::uint8_t low = 0x80, high = 0xBF;
+    if (lead >= 0xC2 && lead <= 0xDF) {
+      trail = 1;
+    } else if (lead >= 0xE0 && lead <= 0xEF) {
+      trail = 2;
+      if (lead == 0xE0) low = 0xA0;
+      if (lead == 0xED) high = 0x9F;
+    } else if (lead >= 0xF0 && lead <= 0xF4) {
+      trail = 3;
+      if (lead == 0xF0) low = 0x90;
+      if (lead == 0xF4) high = 0x8F;
+    } else {
+      return false;
+    }
+    if (trail > bytes.size() - i - 1) return false;
+    for (std::size_t k = 1; k <= trail; ++k) {
+      const auto b = std::uint8_t(bytes[i + k]);
+      if (b < (k == 1 ? low : 0x80) || b > (k == 1 ? high : 0xBF)) return false;
+    }
+    i += trail + 1;
+    multiByte = true;
+  }
+  return multiByte;
+}
+
 std::u16string Latin1ToWide(std::string_view s) {
   std::u16string out(s.size(), u'\0');
   for (std::size_t i = 0; i < s.size(); ++i) out[i] = char16_t(std::uint8_t(s[i]));

@@ -15,6 +15,15 @@ std::string WideToAnsi(std::u16string_view wide);
 std::u16string Utf8ToWide(std::string_view utf8);
 // UTF-16 to UTF-8; unpaired surrogates become U+FFFD.
 std::string WideToUtf8(std::u16string_view wide);
+// True when the bytes are well-formed UTF-8 (no overlong forms, no surrogates,
+// nothing above U+10FFFF) and hold at least one multi-byte sequence.
+bool IsMultiByteUtf8(std::string_view bytes);
+// Text of a RIFF metadata chunk: UTF-8 when IsMultiByteUtf8, else the ANSI code page.
+// Many writers put UTF-8 where the ANSI code page belongs; text in a Western code
+// page is almost never well-formed UTF-8 by chance, and ASCII reads the same either way.
+inline std::u16string ChunkTextToWide(std::string_view bytes) {
+  return IsMultiByteUtf8(bytes) ? Utf8ToWide(bytes) : AnsiToWide(bytes);
+}
 // ISO-8859-1 to UTF-16 (each byte is its code point).
 std::u16string Latin1ToWide(std::string_view latin1);
 // ASCII text (function names, literals) widened unit by unit.

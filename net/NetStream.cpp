@@ -100,7 +100,7 @@ std::int64_t NetStream::Read(void* buffer, std::int64_t count) {
   auto* out = static_cast<std::uint8_t*>(buffer);
   std::int64_t done = 0;
   while (done < count) {
-    if (begin_ == end_ && !Refill()) break;
+    if (begin_ == end_ && !Refill(std::size_t(count - done))) break;
     const auto n = std::size_t(std::min<std::int64_t>(count - done, std::int64_t(end_ - begin_)));
     std::memcpy(out + done, buffer_.data() + begin_, n);
     begin_ += n;
@@ -110,11 +110,11 @@ std::int64_t NetStream::Read(void* buffer, std::int64_t count) {
   return done;
 }
 
-bool NetStream::Refill() {
+bool NetStream::Refill(std::size_t wanted) {
   begin_ = end_ = 0;
   while (!atEnd_ && !failed_) {
     if (connected_) {
-      const Fill fill = Receive();
+      const Fill fill = Receive(wanted);
       if (fill == Fill::Data) {
         attempts_ = 0;
         return true;

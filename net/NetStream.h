@@ -75,16 +75,17 @@ class NetStream {
   bool Request(std::int64_t from);
   // Takes status_ and headers_ of a reply to a request from `from` into length_ and acceptsRanges_.
   bool AcceptReply(std::int64_t from);
-  // Empties the buffer and fills it from the network, resuming a lost connection when allowed.
-  bool Refill();
+  // Empties the buffer and fills it from the network, resuming a lost connection when allowed;
+  // `wanted` is what the read in progress still needs.
+  bool Refill(std::size_t wanted);
   bool Fail(std::u16string text);
 
   // Platform: sends the GET (with a range when from > 0) and waits for the final reply's head,
   // setting status_ and headers_, or errorText_.
   bool Connect(std::int64_t from);
   // Platform: appends to buffer_ after end_ at least one byte, or tells the end of the body or a
-  // failure (errorText_).
-  Fill Receive();
+  // failure (errorText_). It waits for no more than `wanted` bytes: beyond them it takes only what has arrived.
+  Fill Receive(std::size_t wanted);
   // Platform: ends the request in flight, if any.
   void Disconnect();
 

@@ -208,7 +208,8 @@ bool NetStream::Connect(std::int64_t from) {
   return true;
 }
 
-NetStream::Fill NetStream::Receive() {
+// libcurl hands over whatever has arrived, so there is nothing to wait for beyond it.
+NetStream::Fill NetStream::Receive(std::size_t /*wanted*/) {
   Connection& c = *connection_;
   c.room = buffer_.data() + end_;
   c.roomSize = buffer_.size() - end_;

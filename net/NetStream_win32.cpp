@@ -166,10 +166,24 @@ bool NetStream::Connect(std::int64_t from) {
   return true;
 }
 
-NetStream::Fill NetStream::Receive() {
+NetStream::Fill NetStream::Receive(std::size_t wanted) {
+  // A read waits until it has all it asked for (Wine's does), so the read-ahead
+  // asks beyond what is wanted only for what has arrived: an open then does not
+  // wait on a server that pauses after the head and the tags. While the body
+  // flows, as much arrives as the buffer holds, and the reads stay large.
+  const std::size_t room = buffer_.size() - end_;
+  std::size_t ask = std::min(room, wanted);
+  if (ask < room) {
+    DWORD available = 0;
+    if (!WinHttpQueryDataAvailable(connection_->request, &available)) {
+      errorText_ = WinHttpText(GetLastError());
+      return Fill::Error;
+    }
+    if (available == 0) return Fill::End;
+    ask = std::min(room, std::max<std::size_t>(ask, available));
+  }
   DWORD got = 0;
-  const auto room = DWORD(buffer_.size() - end_);
-  if (!WinHttpReadData(connection_->request, buffer_.data() + end_, room, &got)) {
+  if (!WinHttpReadData(connection_->request, buffer_.data() + end_, DWORD(ask), &got)) {
     errorText_ = WinHttpText(GetLastError());
     return Fill::Error;
   }

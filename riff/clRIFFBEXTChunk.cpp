@@ -33,7 +33,7 @@ constexpr std::size_t kHistoryAlignment = 4;
 
 // A fixed-width field's text: up to its first zero byte, without trailing blanks.
 std::u16string FieldText(std::string_view raw) {
-  std::u16string text = AnsiToWide(raw);
+  std::u16string text = ChunkTextToWide(raw);
   while (!text.empty() && text.back() == u' ') text.pop_back();
   return text;
 }

@@ -140,7 +140,7 @@ bool clRIFFLISTChunk::InitFrom(std::span<const std::uint8_t> payload, TagList& d
       // As at the end of the list: one byte left over is tolerated, more means tags were lost.
       return in.remaining() < 2;
     }
-    const std::u16string text = AnsiToWide(in.FixedText(size));
+    const std::u16string text = ChunkTextToWide(in.FixedText(size));
     // An empty sub-chunk ends the list on purpose: nothing behind it is read.
     if (size == 0) return true;
     in.Skip(std::min<std::size_t>(size & 1, in.remaining()));

@@ -67,6 +67,15 @@ TEST(BextChunkRead, DecodesTheFixedPartAndCodingHistory) {
       {"coding history of blanks", Payload(608, {{Bext::kCodingHistoryOffset, "  "}}), true, u"TimeReference=0"},
       {"ANSI text", Payload(602, {{Bext::kDescriptionOffset, "Caf\xE9 \x80"}}), true,
        u"Description=Caf\u00E9 \u20AC; TimeReference=0"},
+      {"UTF-8 text, field by field",
+       Payload(612, {{Bext::kDescriptionOffset,
+                      "Gr\xC3\xBC\xC3\x9F"
+                      "e"},
+                     {Bext::kOriginatorOffset, "Caf\xE9"},
+                     {Bext::kCodingHistoryOffset, "T=K\xC3\xB6ln"}}),
+       true, u"Description=Gr\u00FC\u00DFe; Originator=Caf\u00E9; TimeReference=0; CodingHistory=T=K\u00F6ln"},
+      {"a full field of UTF-8", Payload(602, {{Bext::kOriginationTimeOffset, "\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9"}}),
+       true, u"OrigTime=\u00E9\u00E9\u00E9\u00E9; TimeReference=0"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.label);

@@ -85,6 +85,31 @@ TEST(Decode, BlockBoundariesPositionsAndLength) {
   EXPECT_EQ(b.positions[2], 2 * 65536 * 1000 / 176400);
 }
 
+TEST(Decode, BitRateWrapsInItsThirtyTwoBits) {
+  TempDir dir;
+  const struct {
+    Bytes fmt;
+    std::uint32_t bitRate;
+    const char16_t* kbps;
+  } cases[] = {
+      {PcmFormat(1, 2, 44100, 16), 1411200u, u"1411 kbps"},
+      {FormatEx(0x2222, 2, 44100, 0x1FFFFFFF, 4, 16, {}), 0xFFFFFFF8u, u"4294967 kbps"},
+      {FormatEx(0x2222, 2, 44100, 0x20000001, 4, 16, {}), 8u, u"0 kbps"},
+      // A 'fmt ' chunk filled with text, as some writers leave it: the byte rate reads "wave".
+      {Bytes{'H', 'e', 'l', 'l', 'o', ' ', 'b', 'y', 'w', 'a', 'v', 'e', ' ', 't', 'e', 'x'}, 0x2BB30BB8u,
+       u"733154 kbps"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(WideToUtf8(c.kbps));
+    dir.Write("b.wav", WavBuilder().Fmt(c.fmt).Data(Bytes(4000, 0)).Build());
+    TraceCapture cap;
+    const Decoded d = DecodeFile(dir.File("b.wav"), cap.context(), 0, -1, kOpenAudioInfo);
+    ASSERT_EQ(d.openResult, 1) << cap.TraceUtf8();
+    EXPECT_EQ(Value(d.record.BitRate), c.bitRate);
+    EXPECT_TRUE(Contains(cap.Trace(), std::u16string(u" bytes  ") + c.kbps + u"\r\n")) << cap.TraceUtf8();
+  }
+}
+
 TEST(Decode, RangesAndSeeks) {
   TempDir dir;
   const Bytes payload = Noise(4000 * 4);  // 4000 frames of 16-bit stereo

@@ -134,6 +134,43 @@ TEST(ListChunkRead, TraceOfADecodedList) {
   EXPECT_EQ(dest.size(), 2u);
 }
 
+// UTF-8 is taken only when every byte fits it and one sequence is longer than a byte.
+TEST(ListChunkRead, WellFormedUtf8IsReadAsUtf8) {
+  ToDepthZero();
+  const struct {
+    const char* label;
+    std::string text;
+    std::u16string value;
+  } cases[] = {
+      {"ffmpeg's UTF-8",
+       "Gr\xC3\xBC\xC3\x9F"
+       "e aus K\xC3\xB6ln",
+       u"Gr\u00FC\u00DFe aus K\u00F6ln"},
+      {"three and four bytes", "\xE6\x9D\xB1\xE4\xBA\xAC \xF0\x9F\x8E\xB5", u"\u6771\u4EAC \U0001F3B5"},
+      {"largest code point", "\xF4\x8F\xBF\xBF", u"\U0010FFFF"},
+      {"ASCII only", "plain", u"plain"},
+      {"a Windows-1252 letter", "Caf\xE9", u"Caf\u00E9"},
+      {"Windows-1252 that looks like a lead byte", "\xC3 la carte", u"\u00C3 la carte"},
+      {"UTF-8 and a stray Windows-1252 byte", "K\xC3\xB6ln \x80", u"K\u00C3\u00B6ln \u20AC"},
+      {"overlong two bytes", "\xC0\xAF", u"\u00C0\u00AF"},
+      {"overlong three bytes", "\xE0\x80\xAF", u"\u00E0\u20AC\u00AF"},
+      {"overlong four bytes", "\xF0\x80\x80\xAF", u"\u00F0\u20AC\u20AC\u00AF"},
+      {"surrogate", "\xED\xA0\x80", u"\u00ED\u00A0\u20AC"},
+      {"above U+10FFFF", "\xF4\x90\x80\x80", u"\u00F4\u0090\u20AC\u20AC"},
+      {"lead byte F5", "\xF5\x80\x80\x80", u"\u00F5\u20AC\u20AC\u20AC"},
+      {"sequence cut at the end", "ab\xE2\x82", u"ab\u00E2\u201A"},
+      {"continuation byte alone", "a\xA9", u"a\u00A9"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.label);
+    TraceCapture cap;
+    TagList dest;
+    clRIFFLISTChunk chunk;
+    EXPECT_TRUE(chunk.InitFrom(List({Sub("INAM", c.text), Sub("IXYZ", c.text)}), dest, cap.context(), 0));
+    EXPECT_EQ(Texts(dest), u"Title=" + c.value + u"; WAVELIST-IXYZ=" + c.value);
+  }
+}
+
 TEST(ListChunkWrite, SubChunksHaveEvenSizesAndMappedIdentifiers) {
   ToDepthZero();
   struct Case {

@@ -18,9 +18,8 @@ std::int64_t BlockPosition(std::int64_t base, std::uint64_t blocks, std::int64_t
 
 std::int64_t RateOrOne(std::uint32_t rate) { return rate ? rate : 1; }
 
-std::uint32_t BitRate(const WFX& format) {
-  return std::uint32_t(std::min<std::uint64_t>(std::uint64_t(format.AvgBytesPerSec()) * 8, 0xFFFFFFFFu));
-}
+// The record's field is 32 bits wide: an absurd byte rate wraps there as it does in the quality class.
+std::uint32_t BitRate(const WFX& format) { return format.AvgBytesPerSec() * 8u; }
 }  // namespace
 
 void WaveEngine::Restart(const TraceContext& log, std::int64_t rangeStart, std::int64_t rangeEnd) {

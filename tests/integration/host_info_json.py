@@ -1,6 +1,8 @@
 #!/usr/bin/python3
 """wavehost info --json, parsed, agrees with an independent reading of the
-same files (Python's own RIFF parsing) and with the properties rules.
+same files (Python's own RIFF parsing) and with the properties rules. Every
+command exits 0 on success, 1 when the plug-in said no (its error and
+information lines on stderr, without --trace) and 2 on bad usage.
 
 usage: host_info_json.py WAVEHOST [RUNNER...]"""
 import json
@@ -78,5 +80,40 @@ with tempfile.TemporaryDirectory() as work:
                "Wave Format Extensible" if tag == 0xFFFE else "Wave Format PCM" if dict(listed)["fmt "] == 16
                else "Wave Format Extended")
         expect(name + " length text", info["length"], "0:00:01.250")
+
+    # Exit status and what a failure says, command by command.
+    good = os.path.join(work, "stereo16.wav")
+    missing = os.path.join(work, "missing.wav")
+    nodata = os.path.join(work, "nodata.wav")
+    with open(nodata, "wb") as f:
+        body = b"WAVE" + b"fmt " + struct.pack("<IHHIIHH", 16, 1, 2, 8000, 32000, 4, 16)
+        f.write(b"RIFF" + struct.pack("<I", len(body)) + body)
+    picture = os.path.join(work, "cover.png")
+    not_open = f"wavehost: Error opening file '{missing}', check no other program has it open. (Win:2)  " \
+               "[clDecoder_Wave::Open]"
+    refused = "wavehost: Error the RIFF area (RIFF size 28, file size 36, chunks 'fmt ') holds no 'data' chunk: " \
+              "an unfinished or damaged file is left as it is.  [clWaveDecoder_Wave::{}]"
+    scan = ["wavehost: clRIFFHandler::CalcAllChunks: "] * 2 + [
+        "wavehost:   RIFF Header 'RIFF'  Length: 28  FormType 'WAVE'  [clRIFFHandler::ScanFile]",
+        "wavehost:   Got Chunk 'fmt '  Length: 16  RiffSizeLeft: 16  ChunkPosition: 12  [clRIFFHandler::ScanFile]",
+        "wavehost: clRIFFHandler::CalcAllChunks: "]
+    for args, status, said in (
+            (["info", good], 0, []), (["tags", good, "--json"], 0, []), (["open", good], 0, []),
+            (["decode", good, "--null"], 0, []), (["formats"], 0, []), (["settings"], 0, []),
+            (["open", missing], 1, [not_open]), (["info", missing], 1, [not_open]), (["tags", missing], 1, [not_open]),
+            (["decode", missing, "--null"], 1, [not_open]),
+            (["tag", nodata, "Title=T"], 1,
+             scan + [refused.format("BEXTWriter")] + scan + [refused.format("IDTagWriter")]),
+            (["decode", nodata, "--null"], 1, None),
+            ([], 2, None), (["bogus"], 2, None), (["info"], 2, None), (["info", good, "--bogus"], 2, None),
+            (["formats", "extra"], 2, None), (["options", "extra"], 2, None), (["settings", "Nonsense", "1"], 2, None),
+            (["tag", good], 2, None), (["tag", good, "novalue"], 2, None),
+            (["tag", good, "Title=T", "--picture", picture], 2, ["wavehost: cannot read " + picture]),
+            (["untag"], 2, None), (["decode", good], 2, None), (["decode", good, "--null", "--range", "x"], 2, None),
+            (["info", good, "--timeout", "soon"], 2, None)):
+        r = subprocess.run(HOST + args, capture_output=True)
+        expect(f"exit status of {args}", r.returncode, status)
+        if said is not None:
+            expect(f"stderr of {args}", r.stderr.decode().splitlines(), said)
 
 checks.finish("passed")

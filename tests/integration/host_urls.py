@@ -1,7 +1,9 @@
 #!/usr/bin/python3
 """wavehost with addresses, run by net_servers.py (which names its servers in
 NET_* variables): open, info, tags, decode and convert of an address show
-what the same file shows from disk, --timeout bounds a stalled server, and the
+what the same file shows from disk, also from a server that pauses after the
+head and the tags (without waiting for it), a missing address says the
+server's answer, --timeout bounds a stalled server, and the
 progress of a decode is never drawn when stderr is a file or a pipe (natively
 a terminal shows it, as a check that the runs below would have drawn it).
 
@@ -13,6 +15,7 @@ import random
 import struct
 import subprocess
 import tempfile
+import time
 
 from checks import Checks
 
@@ -97,6 +100,19 @@ with tempfile.TemporaryDirectory() as work:
     if len(HOST) == 1:
         expect("terminal bar", "100%" in on_terminal("decode", local, "--null"), True)
         expect("terminal rate", "MiB received" in on_terminal("decode", sources["unsized"], "--null"), True)
+
+started = time.monotonic()
+paused = host("info", SCRIPTED + "/pause/host.wav")
+expect("info behind a pause waits not for it", time.monotonic() - started < int(os.environ["NET_PAUSE_SECONDS"]) - 2, True)
+expect("info behind a pause", without(paused.stdout, unstreamed), without(host("info", local).stdout, unstreamed))
+
+for command in ("open", "info", "tags"):
+    missing = host(command, HTTP + "/missing.wav")
+    expect(f"{command} of a missing address exits", missing.returncode, 1)
+    expect(f"{command} of a missing address says", missing.stderr.decode().splitlines(),
+           ["wavehost: HTTP status 404 (Not Found)  [clDecoder_Wave::Open]",
+            f"wavehost: Error opening file '{HTTP}/missing.wav', check no other program has it open.  "
+            "[clDecoder_Wave::Open]"])
 
 stalled = host("decode", SCRIPTED + "/stall/host.wav", "--null", "--timeout", "2")
 expect("stall fails", stalled.returncode, 1)

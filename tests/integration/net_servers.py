@@ -4,7 +4,8 @@ with a throw-away CA, HTTPS with a certificate of a CA nobody trusts, ranges,
 a redirect, an access log with the user agent) and, on threads of this
 process, a scripted server for the replies nginx will not give: no ranges, a
 chunked body, a body without length, a connection dropped halfway, a stall
-after the head and one before it.
+after the head and one before it, a pause of PAUSE_SECONDS after the first
+PAUSE_AT bytes.
 
 usage: net_servers.py [--root-cert-tool TOOL] NET_TESTS [RUNNER...]
 With a runner (wine) the tests are the Windows build: TOOL puts the CA into
@@ -27,6 +28,8 @@ DEADLINE = time.monotonic() + 840  # inside ctest's TIMEOUT, so that the finally
 DATA_SIZE = 1_500_007
 BIG_SIZE = 64 << 20
 MASK = (1 << 64) - 1
+PAUSE_AT = 64 << 10
+PAUSE_SECONDS = 8
 
 
 def data_bytes(size):
@@ -154,6 +157,15 @@ class Scripted(http.server.BaseHTTPRequestHandler):
                 self.stop.wait(max(1, DEADLINE - time.monotonic()))
             else:
                 self.wfile.write(data)
+        elif path == "/pause":
+            self.head(200, [("Content-Length", len(data))])
+            try:
+                self.wfile.write(data[:PAUSE_AT])
+                self.wfile.flush()
+                if not self.stop.wait(PAUSE_SECONDS):
+                    self.wfile.write(data[PAUSE_AT:])
+            except OSError:  # the client had what it wanted and left during the pause
+                self.close_connection = True
         elif path == "/chunked":
             self.head(200, [("Transfer-Encoding", "chunked")])
             for at in range(0, len(data), 100_000):
@@ -215,6 +227,7 @@ def main():
                    NET_ROGUE=f"https://127.0.0.1:{ports['rogue']}", NET_WRONG_HOST=f"https://localhost:{ports['https']}",
                    NET_CLOSED=f"http://127.0.0.1:{ports['closed']}",
                    NET_SCRIPTED=f"http://127.0.0.1:{scripted.server_address[1]}",
+                   NET_PAUSE_AT=str(PAUSE_AT), NET_PAUSE_SECONDS=str(PAUSE_SECONDS),
                    NET_ACCESS_LOG=native(os.path.join(work, "access.log")), NET_WWW=native(os.path.join(work, "www")))
         if windows:
             run(tests[:-1] + [tool, native(os.path.join(work, "ca-ca.der"))], env=env)

@@ -76,13 +76,13 @@ with tempfile.TemporaryDirectory() as work:
         expect(what + " LIST album kept", text(tags, "Album"), ["LIST album"])
         expect(what + " fmt marker", tags.get("_riff_fmt ", {}).get("size"), 4)
 
-    # ffmpeg: LIST/INFO and bext, compared with what ffprobe reads.
+    # ffmpeg: LIST/INFO and bext, compared with what ffprobe reads; ffmpeg writes their text in UTF-8.
     path = os.path.join(work, "ffmpeg-bext.wav")
-    meta = {"title": "Ff title", "artist": "Ff artist", "album": "Ff album", "comment": "Ff comment",
-            "genre": "Jazz", "date": "2021", "copyright": "Ff copyright"}
-    bext = {"description": "Bext description", "originator": "Bext originator",
+    meta = {"title": "Gr\u00fc\u00dfe aus K\u00f6ln", "artist": "\u6771\u4eac Ff artist", "album": "Ff album",
+            "comment": "Ff comment", "genre": "Jazz", "date": "2021", "copyright": "Ff copyright"}
+    bext = {"description": "Bext description f\u00fcr K\u00f6ln\r\nsecond line", "originator": "Bext originator",
             "origination_date": "2021-02-03", "origination_time": "04:05:06", "time_reference": "441000",
-            "coding_history": "A=PCM,F=48000,W=16,M=mono"}
+            "coding_history": "A=PCM,F=48000,W=16,M=mono\r\nA=PCM,F=44100,W=24,M=mono\r\n"}
     args = ["-write_bext", "1"]
     for k, v in {**meta, **bext}.items():
         args += ["-metadata", f"{k}={v}"]
@@ -97,6 +97,18 @@ with tempfile.TemporaryDirectory() as work:
         expect(f"ffmpeg {ours}", text(tags, ours), [probe[theirs]])
     expect("ffmpeg Description", text(tags, "Description"), [bext["description"]])
     expect("ffmpeg OrigDate", text(tags, "OrigDate"), [bext["origination_date"]])
+    # For a person, the lines of a value stand under its first line.
+    shown = [subprocess.run(HOST + [command, path], check=True, capture_output=True).stdout.decode().splitlines()
+             for command in ("tags", "info")]
+    for lines, indent in zip(shown, ("", "  ")):
+        at = next((i for i, line in enumerate(lines) if line.startswith(indent + "Description: ")), len(lines))
+        expect(f"{indent!r} description lines", lines[at:at + 2],
+               [indent + "Description: Bext description f\u00fcr K\u00f6ln", indent + " " * 13 + "second line"])
+        at = next((i for i, line in enumerate(lines) if line.startswith(indent + "CodingHistory: ")), len(lines))
+        expect(f"{indent!r} coding history lines", lines[at:at + 2],
+               [indent + "CodingHistory: A=PCM,F=48000,W=16,M=mono", indent + " " * 15 + "A=PCM,F=44100,W=24,M=mono"])
+        # Its closing line break prints no blank line.
+        expect(f"{indent!r} after the coding history", lines[at + 2:at + 3] != [] and lines[at + 2].strip() != "", True)
 
     # sox: no tags, but a 'fact' chunk, which is bookkeeping and never offered as a "_riff_" tag.
     path = os.path.join(work, "sox.wav")

@@ -203,6 +203,22 @@ TEST_F(NetStreamTest, LostConnectionsResumeOnlyWithRangesAndLength) {
   }
 }
 
+TEST_F(NetStreamTest, AReadTakesWhatArrivedBeforeAPause) {
+  const std::int64_t pauseAt = std::stoll(Env("NET_PAUSE_AT"));
+  const auto pause = std::chrono::seconds(std::stoll(Env("NET_PAUSE_SECONDS")));
+  const auto started = std::chrono::steady_clock::now();
+  ASSERT_TRUE(Open("NET_SCRIPTED", "/pause", 30)) << Error();
+  std::vector<std::uint8_t> head(std::size_t(pauseAt), 0);
+  ASSERT_EQ(stream.Read(head.data(), pauseAt), pauseAt);
+  EXPECT_LT(std::chrono::steady_clock::now() - started, pause / 2);
+  EXPECT_TRUE(head == Slice(0, pauseAt));
+  EXPECT_EQ(stream.BytesReceived(), pauseAt);
+  // The rest follows the pause.
+  EXPECT_TRUE(ReadAll(stream, 65536) == Slice(pauseAt, Size()));
+  EXPECT_FALSE(stream.Failed()) << Error();
+  EXPECT_GE(std::chrono::steady_clock::now() - started, pause);
+}
+
 TEST_F(NetStreamTest, UserAgentReachesTheServer) {
   const struct {
     const char* path;

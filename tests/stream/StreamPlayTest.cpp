@@ -2,7 +2,7 @@
 // tests/integration/net_servers.py starts and names in NET_* variables: the
 // files are built here and written into the folder nginx serves (NET_WWW); the
 // scripted server serves the same files as /MODE/NAME (norange, chunked, drop,
-// drop-norange, stall). Whatever a stream shows must be what the same bytes
+// drop-norange, stall, pause). Whatever a stream shows must be what the same bytes
 // show when opened from disk.
 #include <gtest/gtest.h>
 
@@ -311,6 +311,34 @@ TEST_F(StreamPlay, LostConnectionsResumeOnlyWithRanges) {
     EXPECT_EQ(cap.Errors(), c.errors) << cap.TraceUtf8();
     EXPECT_EQ(cap.Information(), c.information) << cap.TraceUtf8();
   }
+}
+
+TEST_F(StreamPlay, AnOpenTakesTheTagsThatArrivedBeforeAPause) {
+  const Played disk = Disk("tagged.wav");
+  const auto& fixtures = Fixtures();
+  const auto tagged =
+      std::find_if(fixtures.begin(), fixtures.end(), [](const Fixture& f) { return f.name == "tagged.wav"; });
+  // Everything before the audio arrives before the pause.
+  ASSERT_LT(std::int64_t(tagged->bytes.size()) - disk.dataBytes, std::stoll(Env("NET_PAUSE_AT")));
+  const auto pause = std::chrono::seconds(std::stoll(Env("NET_PAUSE_SECONDS")));
+  Plugin& p = LoadedPlugin();
+  void* decoder = p.Create(&cap.context());
+  const std::u16string url = Url("NET_SCRIPTED", "/pause/tagged.wav");
+  OpenRecord record{};
+  record.FileName = W(url);
+  record.Flags = kOpenAudioInfo | kOpenReadTags | kOpenProperties;
+  const auto started = std::chrono::steady_clock::now();
+  EXPECT_EQ(p.Open(decoder, &record), 1);
+  EXPECT_LT(std::chrono::steady_clock::now() - started, pause / 2);
+  std::vector<HostTag> tags;
+  for (HostTag& t : ParseTagBlock(record.TagData, record.TagDataBytes))
+    if (!t.name.starts_with(u"_riff_")) tags.push_back(std::move(t));
+  EXPECT_TRUE(SameTags(tags, disk.tags));
+  const std::int64_t dataBytes = record.DataBytes;
+  EXPECT_EQ(dataBytes, disk.dataBytes);
+  p.Close(decoder, 0);
+  p.Destroy(decoder);
+  EXPECT_TRUE(cap.NoErrors()) << cap.TraceUtf8();
 }
 
 TEST_F(StreamPlay, FailedOpensSayWhatTheServerAnswered) {

@@ -264,7 +264,7 @@ bool WriteTags(Session& s, const std::string& path, const std::vector<HostTag>& 
 bool DecodeNext(Session& s, const Settings& settings, AudioBlock& block) {
   block = AudioBlock{};
   if (s.plugin.DecodeBlock(s.decoder, &block)) return true;
-  s.PrintErrors();
+  s.PrintReports();
   std::fprintf(stderr, "wavehost: cannot decode %s\n", settings.input.c_str());
   return false;
 }
@@ -312,7 +312,7 @@ int Convert(Session& s, const Settings& settings) {
   const auto started = std::chrono::steady_clock::now();
   OpenedSource opened(s, settings.input);
   if (!opened.ok) {
-    s.PrintErrors();
+    s.PrintReports();
     return BadInput("cannot read " + settings.input);
   }
   // What the blocks hold can differ from what Open said: a codec may only offer a wider format.
@@ -343,7 +343,7 @@ int Convert(Session& s, const Settings& settings) {
     return kFailed;
   }
   if (!WriteTags(s, output.path(), carried.tags)) {
-    s.PrintErrors();
+    s.PrintReports();
     std::fprintf(stderr, "wavehost: cannot write the tags into %s\n", settings.output.c_str());
     return kFailed;
   }

@@ -103,7 +103,7 @@ with tempfile.TemporaryDirectory() as work:
             (["open", missing], 1, [not_open]), (["info", missing], 1, [not_open]), (["tags", missing], 1, [not_open]),
             (["decode", missing, "--null"], 1, [not_open]),
             (["tag", nodata, "Title=T"], 1,
-             scan + [refused.format("BEXTWriter")] + scan + [refused.format("IDTagWriter")]),
+             scan + [refused.format("WriteIDTags")]),
             (["decode", nodata, "--null"], 1, None),
             ([], 2, None), (["bogus"], 2, None), (["info"], 2, None), (["info", good, "--bogus"], 2, None),
             (["formats", "extra"], 2, None), (["options", "extra"], 2, None), (["settings", "Nonsense", "1"], 2, None),

@@ -1,0 +1,106 @@
+#include "dsp/FftFilter.h"
+
+#include <algorithm>
+
+namespace dsp {
+
+namespace {
+
+std::size_t TransformSize(std::size_t taps) {
+  // About eight times the filter: larger costs more per block than it saves in blocks.
+  std::size_t n = 64;
+  while (n < 8 * taps) n *= 2;
+  return n;
+}
+
+std::size_t RoundUpEven(std::size_t n) { return (n + 1) / 2 * 2; }
+
+}  // namespace
+
+FftFilter::FftFilter(int channels, int up, int down, const std::vector<double>& taps)
+    : channels_(channels),
+      up_(up),
+      down_(down),
+      half_(taps.size() / 2),
+      size_(TransformSize(taps.size())),
+      lead_(RoundUpEven(half_)),
+      step_((size_ - half_ - lead_) / 2 * 2),
+      fftIn_(size_ / std::size_t(up)),
+      fftOut_(size_ / std::size_t(down)),
+      response_(size_),
+      history_(std::size_t(channels)),
+      re_(size_),
+      im_(size_) {
+  // The filter centred on sample 0, wrapped around: its spectrum is then real.
+  std::vector<double> re(size_, 0.0), im(size_, 0.0);
+  for (std::size_t i = 0; i < taps.size(); ++i) re[(i + size_ - half_) % size_] = taps[i];
+  Fft(size_).ForwardScrambled(re.data(), im.data());
+  for (std::size_t k = 0; k < size_; ++k) response_[k] = re[k] / double(size_);
+  // Zeros before the stream's first sample: the filter is centred, so its delay is compensated.
+  for (auto& h : history_) h.assign(lead_ / std::size_t(up), 0.0);
+}
+
+void FftFilter::Process(const Channels& in, Channels& out) {
+  const std::size_t window = size_ / std::size_t(up_);
+  for (int c = 0; c < channels_; ++c) history_[c].insert(history_[c].end(), in[c].begin(), in[c].end());
+  consumed_ += std::int64_t(in[0].size());
+  while (history_[0].size() >= window) RunBlock(out);
+}
+
+void FftFilter::Finish(Channels& out) {
+  // The last output that the last real input still reaches through the filter.
+  limit_ = consumed_ == 0 ? 0 : (std::int64_t(up_) * (consumed_ - 1) + std::int64_t(half_)) / down_ + 1;
+  const std::size_t window = size_ / std::size_t(up_);
+  while (emitted_ < limit_) {
+    for (auto& h : history_) h.resize(window, 0.0);
+    RunBlock(out);
+  }
+}
+
+void FftFilter::RunBlock(Channels& out) {
+  const std::size_t window = size_ / std::size_t(up_);
+  const std::size_t outSize = size_ / std::size_t(down_);
+  const std::size_t first = lead_ / std::size_t(down_);
+  const std::size_t count =
+      std::size_t(std::min<std::int64_t>(std::int64_t(step_ / std::size_t(down_)), limit_ - emitted_));
+  double* re = re_.data();
+  double* im = im_.data();
+  for (int c = 0; c < channels_; c += 2) {
+    const bool pair = c + 1 < channels_;
+    std::copy_n(history_[c].begin(), window, re);
+    if (pair)
+      std::copy_n(history_[c + 1].begin(), window, im);
+    else
+      std::fill_n(im, window, 0.0);
+    fftIn_.ForwardScrambled(re, im);
+    if (up_ == 2) {
+      // The spectrum of the zero-stuffed signal is the input's twice over; in
+      // bit-reversed order that is each bin repeated.
+      for (std::size_t q = window; q-- > 0;) {
+        re[2 * q] = re[2 * q + 1] = re[q];
+        im[2 * q] = im[2 * q + 1] = im[q];
+      }
+    }
+    const double* h = response_.data();
+    for (std::size_t k = 0; k < size_; ++k) {
+      re[k] *= h[k];
+      im[k] *= h[k];
+    }
+    if (down_ == 2) {
+      // Keeping every other output sample folds the spectrum's halves onto
+      // each other: neighbours in bit-reversed order.
+      for (std::size_t q = 0; q < outSize; ++q) {
+        re[q] = re[2 * q] + re[2 * q + 1];
+        im[q] = im[2 * q] + im[2 * q + 1];
+      }
+    }
+    fftOut_.InverseScrambled(re, im);
+    out[c].insert(out[c].end(), re + first, re + first + count);
+    if (pair) out[c + 1].insert(out[c + 1].end(), im + first, im + first + count);
+  }
+  emitted_ += std::int64_t(count);
+  const std::size_t advance = step_ / std::size_t(up_);
+  for (auto& h : history_) h.erase(h.begin(), h.begin() + std::ptrdiff_t(advance));
+}
+
+}  // namespace dsp

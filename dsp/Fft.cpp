@@ -24,9 +24,11 @@ Fft::Fft(std::size_t size) : size_(size), reversed_(size), cos_(size), sin_(size
     }
 }
 
-// Decimation in frequency: natural order in, bit-reversed out.
+// Decimation in frequency: natural order in, bit-reversed out. The last two
+// passes, whose twiddles are 1 and -i, run fused without multiplications:
+// as loops of one or two butterflies they would cost more than all the others.
 void Fft::ForwardScrambled(double* __restrict re, double* __restrict im) const {
-  for (std::size_t half = size_ / 2; half >= 1; half /= 2) {
+  for (std::size_t half = size_ / 2; half >= 4; half /= 2) {
     const double* __restrict wc = &cos_[half];
     const double* __restrict ws = &sin_[half];
     for (std::size_t base = 0; base < size_; base += 2 * half) {
@@ -45,11 +47,40 @@ void Fft::ForwardScrambled(double* __restrict re, double* __restrict im) const {
       }
     }
   }
+  if (size_ == 2) {
+    const double r = re[0] - re[1], i = im[0] - im[1];
+    re[0] += re[1], im[0] += im[1], re[1] = r, im[1] = i;
+    return;
+  }
+  for (std::size_t b = 0; b < size_; b += 4) {
+    double* r = re + b;
+    double* i = im + b;
+    const double a0r = r[0] + r[2], a0i = i[0] + i[2], a1r = r[1] + r[3], a1i = i[1] + i[3];
+    // (x1 - x3)(-i)
+    const double b0r = r[0] - r[2], b0i = i[0] - i[2], b1r = i[1] - i[3], b1i = r[3] - r[1];
+    r[0] = a0r + a1r, i[0] = a0i + a1i, r[1] = a0r - a1r, i[1] = a0i - a1i;
+    r[2] = b0r + b1r, i[2] = b0i + b1i, r[3] = b0r - b1r, i[3] = b0i - b1i;
+  }
 }
 
-// Decimation in time: bit-reversed in, natural order out.
+// Decimation in time: bit-reversed in, natural order out; the first two passes fused likewise.
 void Fft::InverseScrambled(double* __restrict re, double* __restrict im) const {
-  for (std::size_t half = 1; half < size_; half *= 2) {
+  if (size_ == 2) {
+    const double r = re[0] - re[1], i = im[0] - im[1];
+    re[0] += re[1], im[0] += im[1], re[1] = r, im[1] = i;
+    return;
+  }
+  for (std::size_t b = 0; b < size_; b += 4) {
+    double* r = re + b;
+    double* i = im + b;
+    const double y0r = r[0] + r[1], y0i = i[0] + i[1], y1r = r[0] - r[1], y1i = i[0] - i[1];
+    const double y2r = r[2] + r[3], y2i = i[2] + i[3];
+    // (x2 - x3)(+i)
+    const double t3r = i[3] - i[2], t3i = r[2] - r[3];
+    r[0] = y0r + y2r, i[0] = y0i + y2i, r[2] = y0r - y2r, i[2] = y0i - y2i;
+    r[1] = y1r + t3r, i[1] = y1i + t3i, r[3] = y1r - t3r, i[3] = y1i - t3i;
+  }
+  for (std::size_t half = 4; half < size_; half *= 2) {
     const double* __restrict wc = &cos_[half];
     const double* __restrict ws = &sin_[half];
     for (std::size_t base = 0; base < size_; base += 2 * half) {

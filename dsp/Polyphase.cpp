@@ -77,27 +77,42 @@ void Polyphase::Run(Channels& out) {
   const std::int64_t available = base_ + std::int64_t(history_[0].size());
   std::int64_t index = next_ * down_ / up_;
   std::int64_t phase = next_ * down_ % up_;
+  const std::int64_t step = down_ / up_, rest = down_ % up_;
   while (next_ < limit_ && index + half_ < available) {
     const double* h = Coefficients(phase);
     const std::size_t start = std::size_t(index - half_ + 1 - base_);
-    for (int c = 0; c < channels_; ++c) {
+    int c = 0;
+    // Two channels per pass share the coefficients' loads; two partial sums
+    // each keep the additions independent.
+    for (; c + 1 < channels_; c += 2) {
       const double* x = history_[c].data() + start;
-      // Four partial sums: independent chains the compiler can keep in vector registers.
-      double s0 = 0, s1 = 0, s2 = 0, s3 = 0;
-      std::size_t k = 0;
-      for (; k + 4 <= taps; k += 4) {
-        s0 += h[k] * x[k];
-        s1 += h[k + 1] * x[k + 1];
-        s2 += h[k + 2] * x[k + 2];
-        s3 += h[k + 3] * x[k + 3];
+      const double* y = history_[c + 1].data() + start;
+      double x0 = 0, x1 = 0, y0 = 0, y1 = 0;
+      for (std::size_t k = 0; k < taps; k += 2) {
+        x0 += h[k] * x[k];
+        x1 += h[k + 1] * x[k + 1];
+        y0 += h[k] * y[k];
+        y1 += h[k + 1] * y[k + 1];
       }
-      for (; k < taps; ++k) s0 += h[k] * x[k];
-      out[c].push_back((s0 + s1) + (s2 + s3));
+      out[c].push_back(x0 + x1);
+      out[c + 1].push_back(y0 + y1);
+    }
+    if (c < channels_) {
+      const double* x = history_[c].data() + start;
+      double x0 = 0, x1 = 0;
+      for (std::size_t k = 0; k < taps; k += 2) {
+        x0 += h[k] * x[k];
+        x1 += h[k + 1] * x[k + 1];
+      }
+      out[c].push_back(x0 + x1);
     }
     ++next_;
-    phase += down_;
-    index += phase / up_;
-    phase %= up_;
+    index += step;
+    phase += rest;
+    if (phase >= up_) {
+      phase -= up_;
+      ++index;
+    }
   }
   // Keep only what later outputs still reach.
   const std::int64_t keep = index - half_ + 1;
@@ -107,5 +122,4 @@ void Polyphase::Run(Channels& out) {
     base_ += drop;
   }
 }
-
 }  // namespace dsp

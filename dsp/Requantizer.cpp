@@ -41,25 +41,42 @@ int BitsOf(SampleFormat f) {
 bool IsFloat(SampleFormat f) { return f == SampleFormat::Float32 || f == SampleFormat::Float64; }
 
 void ToDoubles(SampleFormat f, const std::uint8_t* p, std::size_t samples, std::vector<double>& out) {
-  const int bytes = BitsOf(f) / 8;
-  out.reserve(out.size() + samples);
-  for (std::size_t i = 0; i < samples; ++i, p += bytes) {
-    if (f == SampleFormat::Float32) {
-      float v;
-      std::memcpy(&v, p, 4);
-      out.push_back(v);
-    } else if (f == SampleFormat::Float64) {
-      double v;
-      std::memcpy(&v, p, 8);
-      out.push_back(v);
-    } else if (f == SampleFormat::Int8) {
-      out.push_back((int(p[0]) - 128) / 128.0);
-    } else {
-      // Left-justified in 32 bits, so that the sign lands in bit 31 whatever the width.
-      std::uint32_t u = 0;
-      for (int b = 0; b < bytes; ++b) u |= std::uint32_t(p[b]) << (8 * b + 32 - 8 * bytes);
-      out.push_back(double(std::int32_t(u)) / 2147483648.0);
-    }
+  const std::size_t at = out.size();
+  out.resize(at + samples);
+  double* o = out.data() + at;
+  // One loop per format: a test per sample would cost as much as the conversion.
+  switch (f) {
+    case SampleFormat::Float32:
+      for (std::size_t i = 0; i < samples; ++i) {
+        float v;
+        std::memcpy(&v, p + 4 * i, 4);
+        o[i] = v;
+      }
+      break;
+    case SampleFormat::Float64:
+      std::memcpy(o, p, samples * 8);
+      break;
+    case SampleFormat::Int8:
+      for (std::size_t i = 0; i < samples; ++i) o[i] = (int(p[i]) - 128) / 128.0;
+      break;
+    case SampleFormat::Int16:
+      for (std::size_t i = 0; i < samples; ++i) o[i] = std::int16_t(p[2 * i] | p[2 * i + 1] << 8) / 32768.0;
+      break;
+    case SampleFormat::Int24:
+      for (std::size_t i = 0; i < samples; ++i) {
+        // Left-justified in 32 bits, so that the sign lands in bit 31.
+        const std::uint32_t u =
+            std::uint32_t(p[3 * i]) << 8 | std::uint32_t(p[3 * i + 1]) << 16 | std::uint32_t(p[3 * i + 2]) << 24;
+        o[i] = double(std::int32_t(u)) / 2147483648.0;
+      }
+      break;
+    case SampleFormat::Int32:
+      for (std::size_t i = 0; i < samples; ++i) {
+        std::int32_t v;
+        std::memcpy(&v, p + 4 * i, 4);
+        o[i] = v / 2147483648.0;
+      }
+      break;
   }
 }
 

@@ -53,12 +53,6 @@ std::string Digits(std::u16string_view value) {
 constexpr std::int64_t kOpenEndedData = 4294967295000;
 constexpr std::int64_t kLargestBlock = 65535;
 
-bool IsAddress(std::string name) {
-  std::transform(name.begin(), name.end(), name.begin(),
-                 [](char c) { return c >= 'A' && c <= 'Z' ? char(c + 32) : c; });
-  return name.starts_with("http://") || name.starts_with("https://");
-}
-
 // The record of an Open that names the file.
 struct OpenRequest {
   explicit OpenRequest(const std::string& file, std::uint32_t flags) : name(Utf8ToWide(file)) {
@@ -159,6 +153,12 @@ int DecodeLoop(Session& s, const std::string& input, const std::string& output, 
   return 1;
 }
 }  // namespace
+
+bool IsAddress(std::string name) {
+  std::transform(name.begin(), name.end(), name.begin(),
+                 [](char c) { return c >= 'A' && c <= 'Z' ? char(c + 32) : c; });
+  return name.starts_with("http://") || name.starts_with("https://");
+}
 
 bool SetStreamTimeout(Session& s, const Arguments& a) {
   const std::optional<long long> seconds = a.Number("--timeout", 0);

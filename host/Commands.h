@@ -9,12 +9,16 @@
 
 using Words = std::vector<std::string>;
 
+// True for a name the plug-in plays as a stream (http:// or https://, any letter case).
+bool IsAddress(std::string name);
 // Set "Stream Timeout" (for addresses) from --timeout SECONDS, when given; false when it is no number of seconds.
 bool SetStreamTimeout(Session& s, const Arguments& a);
 // Audio: open, info, decode.
 int CommandOpen(Session& s, const Words& args);
 int CommandInfo(Session& s, const Words& args);
 int CommandDecode(Session& s, const Words& args);
+// Sample rate and depth conversion into a new wave file, tags and sample positions carried over.
+int CommandConvert(Session& s, const Words& args);
 // Tags: show, write, delete.
 int CommandTags(Session& s, const Words& args);
 int CommandTag(Session& s, const Words& args);

@@ -43,3 +43,9 @@ int HostMain(const std::vector<std::string>& args);
 
 // Opens a file for binary writing by UTF-8 path; null on failure.
 std::FILE* OpenOutputFile(const std::string& path);
+// Creates a new file for binary writing in the directory of `target`, named after it with a suffix that no
+// finished file carries; null and the reason on failure.
+std::FILE* CreateFileBeside(const std::string& target, std::string& path, std::string& error);
+// Makes the finished `from` durable and puts it under the name `to` in one step, replacing what was there.
+bool CommitFile(const std::string& from, const std::string& to, std::string& error);
+void RemoveFile(const std::string& path);

@@ -1,9 +1,12 @@
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <climits>
 #include <cstdlib>
+#include <cstring>
 
 #include "host/HostPlatform.h"
 
@@ -44,3 +47,51 @@ int main(int argc, char** argv) {
 }
 
 std::FILE* OpenOutputFile(const std::string& path) { return std::fopen(path.c_str(), "wb"); }
+
+namespace {
+std::string Directory(const std::string& path) {
+  const auto slash = path.rfind('/');
+  return slash == std::string::npos ? std::string(".") : slash == 0 ? std::string("/") : path.substr(0, slash);
+}
+}  // namespace
+
+std::FILE* CreateFileBeside(const std::string& target, std::string& path, std::string& error) {
+  std::string name = target + ".XXXXXX.part";
+  const int fd = mkstemps(name.data(), 5);
+  if (fd < 0) {
+    error = std::strerror(errno);
+    return nullptr;
+  }
+  // mkstemps makes the file private; the finished file gets what a new file would.
+  const mode_t mask = umask(0);
+  umask(mask);
+  fchmod(fd, 0666 & ~mask);
+  std::FILE* file = fdopen(fd, "wb");
+  if (!file) {
+    error = std::strerror(errno);
+    close(fd);
+    unlink(name.c_str());
+    return nullptr;
+  }
+  path = name;
+  return file;
+}
+
+bool CommitFile(const std::string& from, const std::string& to, std::string& error) {
+  const int fd = open(from.c_str(), O_RDONLY | O_CLOEXEC);
+  const bool synced = fd >= 0 && fsync(fd) == 0;
+  if (fd >= 0) close(fd);
+  if (!synced || rename(from.c_str(), to.c_str()) != 0) {
+    error = std::strerror(errno);
+    return false;
+  }
+  // The new name lasts only once the directory that holds it is on disk.
+  const int dir = open(Directory(to).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (dir >= 0) {
+    fsync(dir);
+    close(dir);
+  }
+  return true;
+}
+
+void RemoveFile(const std::string& path) { unlink(path.c_str()); }

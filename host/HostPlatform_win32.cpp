@@ -1,4 +1,9 @@
+#include <fcntl.h>
+#include <io.h>
 #include <windows.h>
+
+#include <cstdint>
+#include <string>
 
 #include "host/HostPlatform.h"
 #include "io/Text.h"
@@ -58,3 +63,70 @@ std::FILE* OpenOutputFile(const std::string& path) {
   const std::u16string w = Utf8ToWide(path);
   return _wfopen(reinterpret_cast<const wchar_t*>(w.c_str()), L"wb");
 }
+
+namespace {
+std::wstring Wide(const std::string& utf8) {
+  const std::u16string w = Utf8ToWide(utf8);
+  return std::wstring(w.begin(), w.end());
+}
+
+std::string ErrorText(DWORD code) {
+  wchar_t* text = nullptr;
+  FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
+                 code, 0, reinterpret_cast<wchar_t*>(&text), 0, nullptr);
+  std::string out = text ? WideToUtf8(std::u16string(reinterpret_cast<const char16_t*>(text))) : std::string();
+  LocalFree(text);
+  while (!out.empty() && (out.back() == '\n' || out.back() == '\r' || out.back() == '.')) out.pop_back();
+  return out.empty() ? "error " + std::to_string(code) : out;
+}
+}  // namespace
+
+std::FILE* CreateFileBeside(const std::string& target, std::string& path, std::string& error) {
+  LARGE_INTEGER now{};
+  QueryPerformanceCounter(&now);
+  const std::uint64_t seed = std::uint64_t(now.QuadPart) ^ (std::uint64_t(GetCurrentProcessId()) << 32);
+  for (std::uint64_t attempt = 0; attempt < 100; ++attempt) {
+    char suffix[32];
+    std::snprintf(suffix, sizeof suffix, ".%06llx.part", (unsigned long long)((seed + attempt * 7919) & 0xFFFFFF));
+    const std::string name = target + suffix;
+    HANDLE h = CreateFileW(Wide(name).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (h == INVALID_HANDLE_VALUE) {
+      if (GetLastError() == ERROR_FILE_EXISTS) continue;
+      error = ErrorText(GetLastError());
+      return nullptr;
+    }
+    const int fd = _open_osfhandle(reinterpret_cast<std::intptr_t>(h), _O_BINARY | _O_WRONLY);
+    std::FILE* file = fd >= 0 ? _fdopen(fd, "wb") : nullptr;
+    if (!file) {
+      if (fd >= 0)
+        _close(fd);
+      else
+        CloseHandle(h);
+      DeleteFileW(Wide(name).c_str());
+      error = "cannot open the temporary file";
+      return nullptr;
+    }
+    path = name;
+    return file;
+  }
+  error = "no free temporary name";
+  return nullptr;
+}
+
+bool CommitFile(const std::string& from, const std::string& to, std::string& error) {
+  HANDLE h = CreateFileW(Wide(from).c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  const bool flushed = h != INVALID_HANDLE_VALUE && FlushFileBuffers(h);
+  const DWORD flushError = GetLastError();
+  if (h != INVALID_HANDLE_VALUE) CloseHandle(h);
+  if (!flushed) {
+    error = ErrorText(flushError);
+    return false;
+  }
+  if (!MoveFileExW(Wide(from).c_str(), Wide(to).c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
+    error = ErrorText(GetLastError());
+    return false;
+  }
+  return true;
+}
+
+void RemoveFile(const std::string& path) { DeleteFileW(Wide(path).c_str()); }

@@ -6,7 +6,8 @@ namespace {
 constexpr std::uint32_t kJunkForDs64 = 28;
 }
 
-WavWriter::WavWriter(std::FILE* file, std::vector<std::uint8_t> format) : file_(file), format_(std::move(format)) {
+WavWriter::WavWriter(std::FILE* file, std::vector<std::uint8_t> format, std::span<const std::uint8_t> leading)
+    : file_(file), format_(std::move(format)) {
   std::vector<std::uint8_t> head;
   ByteWriter w(head);
   w.Text("RIFF");
@@ -20,6 +21,7 @@ WavWriter::WavWriter(std::FILE* file, std::vector<std::uint8_t> format) : file_(
   w.U32(std::uint32_t(format_.size()));
   w.Bytes(format_);
   if (format_.size() & 1) w.U8(0);
+  w.Bytes(leading);
   w.Text("data");
   dataSizeAt_ = long(head.size());
   w.U32(0);
@@ -37,10 +39,11 @@ bool WavWriter::Write(const std::uint8_t* data, std::size_t size) {
   return ok_;
 }
 
-bool WavWriter::Finish() {
+bool WavWriter::Finish(std::span<const std::uint8_t> trailing) {
   if (!file_) return false;
   if (dataBytes_ & 1) ok_ = ok_ && std::fputc(0, file_) != EOF;
-  const std::uint64_t riffSize = std::uint64_t(dataSizeAt_) + 4 + dataBytes_ + (dataBytes_ & 1) - 8;
+  ok_ = ok_ && (trailing.empty() || std::fwrite(trailing.data(), 1, trailing.size(), file_) == trailing.size());
+  const std::uint64_t riffSize = std::uint64_t(dataSizeAt_) + 4 + dataBytes_ + (dataBytes_ & 1) + trailing.size() - 8;
   const bool rf64 = riffSize > 0xFFFFFFFFu;
   std::vector<std::uint8_t> head;
   ByteWriter w(head);

@@ -4,16 +4,18 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <span>
 #include <vector>
 
 class WavWriter {
  public:
-  // Takes ownership of `file`; `format` is the WFX the plug-in reported (18 + cbSize bytes).
-  WavWriter(std::FILE* file, std::vector<std::uint8_t> format);
+  // Takes ownership of `file`; `format` is the WFX the plug-in reported (18 + cbSize bytes). `leading`: whole
+  // chunks (headers and pad bytes included) to stand between 'fmt ' and 'data'.
+  WavWriter(std::FILE* file, std::vector<std::uint8_t> format, std::span<const std::uint8_t> leading = {});
   ~WavWriter();
   bool Write(const std::uint8_t* data, std::size_t size);
-  // Fixes the sizes in the headers and closes the file.
-  bool Finish();
+  // Appends `trailing` (whole chunks) after the audio, fixes the sizes in the headers and closes the file.
+  bool Finish(std::span<const std::uint8_t> trailing = {});
 
  private:
   std::FILE* file_;

@@ -10,7 +10,7 @@
 
 extern const char kUsage[] =
     "usage: wavehost [--plugin PATH] COMMAND ...\n"
-    "FILE may also be an http:// or https:// address for open, info, decode and tags;\n"
+    "FILE may also be an http:// or https:// address for open, info, decode, convert and tags;\n"
     "--timeout SECONDS bounds each wait for its server (Set \"Stream Timeout\").\n"
     "  open FILE [--trace] [--timeout SECONDS]\n"
     "                        open FILE as the host does and print the result;\n"
@@ -23,6 +23,15 @@ extern const char kUsage[] =
     "                        START, END and BLOCK count blocks of the stored format;\n"
     "                        --stats reports bytes, seconds and throughput on stderr;\n"
     "                        a console shows the progress (of an address: bytes and rate)\n"
+    "  convert FILE -o OUT.wav [--rate HZ] [--bits 8|16|24|32|float|double]\n"
+    "          [--quality quick|low|medium|high|very-high] [--dither none|tpdf|shaped] [--seed N]\n"
+    "          [--trace] [--timeout SECONDS]\n"
+    "                        decode as the host does into a new wave file at another rate\n"
+    "                        (1000 to 768000 Hz) and depth, with the tags; defaults: the\n"
+    "                        source's rate and depth, quality high, dither tpdf when the\n"
+    "                        output is integer and narrower than the source, else none;\n"
+    "                        positions in samples (bext, cue, smpl) follow the new rate;\n"
+    "                        OUT appears only when complete\n"
     "  tags FILE [--json] [--trace] [--timeout SECONDS]\n"
     "                        the tags as the host receives them; pictures and other\n"
     "                        binary tags as type, size and MIME type\n"
@@ -59,6 +68,7 @@ int HostMain(const std::vector<std::string>& argv) {
   if (command == "info") return CommandInfo(session, args);
   if (command == "decode") return CommandDecode(session, args);
   if (command == "tags") return CommandTags(session, args);
+  if (command == "convert") return CommandConvert(session, args);
   std::fprintf(stderr, "wavehost: unknown command '%s'\n%s", command.c_str(), kUsage);
   return 2;
 }

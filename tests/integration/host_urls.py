@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """wavehost with addresses, run by net_servers.py (which names its servers in
-NET_* variables): open, info, tags and decode of an address show what the
-same file shows from disk, --timeout bounds a stalled server, and the
+NET_* variables): open, info, tags, decode and convert of an address show
+what the same file shows from disk, --timeout bounds a stalled server, and the
 progress of a decode is never drawn when stderr is a file or a pipe (natively
 a terminal shows it, as a check that the runs below would have drawn it).
 
@@ -78,6 +78,15 @@ with tempfile.TemporaryDirectory() as work:
         with open(out, "rb") as f:
             outputs.append(f.read())
     expect("decoded alike", outputs[0] == outputs[1] and len(outputs[0]) > 8_000_000, True)
+    converted = []
+    for name in ("file", "address"):
+        out = os.path.join(work, name + "-22k.wav")
+        r = host("convert", sources[name], "-o", out, "--rate", "22050", "--bits", "24")
+        expect(f"convert {name}", r.returncode, 0)
+        with open(out, "rb") as f:
+            converted.append(f.read())
+    # No chunk but the tags came along, so the files are the same byte for byte.
+    expect("converted alike", converted[0] == converted[1] and len(converted[0]) > 6_000_000, True)
 
     for name, source in sources.items():
         expect(f"piped stderr of {name}", host("decode", source, "--null").stderr, b"")

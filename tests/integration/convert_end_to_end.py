@@ -1,0 +1,277 @@
+#!/usr/bin/python3
+"""wavehost convert end to end, read back by independent readers: ffprobe for
+rate, length and sample format, mutagen and ffprobe for the tags, and a chunk
+walk of our own for the format head, the chunk order and the positions that
+count samples (bext time reference, 'cue ' points, 'smpl' loops), which must
+follow the new rate as the audio does. Bad input exits with 2 and leaves
+nothing behind; natively, a conversion killed halfway leaves nothing under
+the output's name and the source as it was.
+
+usage: convert_end_to_end.py WAVEHOST [RUNNER...]"""
+import hashlib
+import json
+import os
+import random
+import re
+import signal
+import struct
+import subprocess
+import tempfile
+import time
+
+from mutagen.id3 import TIT2
+from mutagen.wave import WAVE
+
+from checks import Checks, program_command
+
+HOST = program_command()
+NATIVE = len(HOST) == 1
+checks = Checks()
+expect = checks.expect
+SUMMARY = re.compile(r"converted (\d+) Hz (\S+(?: float)?) to (\d+) Hz (\S+(?: float)?), quality (\S+), "
+                     r"dither (\S+(?: \(no noise shaping at \d+ Hz\))?), (\d+) samples clipped, \d+\.\d{3} s\n")
+PCM_GUID_TAIL = bytes.fromhex("000000001000800000aa00389b71")
+
+
+def host(*args):
+    """The run, with stderr as text in which lines end as natively (a Windows program ends them with CR LF)."""
+    r = subprocess.run(HOST + list(args), capture_output=True, timeout=600)
+    r.stderr = r.stderr.decode().replace("\r\n", "\n")
+    return r
+
+
+def chunk(cid, body):
+    return cid + struct.pack("<I", len(body)) + body + b"\0" * (len(body) & 1)
+
+
+def write_wave(path, fmt, audio, before=(), after=()):
+    body = b"WAVE" + chunk(b"fmt ", fmt) + b"".join(before) + chunk(b"data", audio) + b"".join(after)
+    with open(path, "wb") as f:
+        f.write(b"RIFF" + struct.pack("<I", len(body)) + body)
+
+
+def chunks(path):
+    """[(identifier, data)] of the top-level chunks; the RIFF size must cover exactly the file."""
+    with open(path, "rb") as f:
+        data = f.read()
+    expect(f"{os.path.basename(path)} RIFF size", struct.unpack("<I", data[4:8])[0] + 8, len(data))
+    out, pos = [], 12
+    while pos + 8 <= len(data):
+        cid, size = data[pos:pos + 4].decode("latin-1"), struct.unpack("<I", data[pos + 4:pos + 8])[0]
+        out.append((cid, data[pos + 8:pos + 8 + size]))
+        pos += 8 + size + (size & 1)
+    return out
+
+
+def probe(path):
+    out = subprocess.run(["ffprobe", "-v", "error", "-show_entries",
+                          "stream=codec_name,sample_rate,channels,duration_ts:format_tags", "-of", "json", path],
+                         check=True, capture_output=True).stdout
+    j = json.loads(out)
+    s = j["streams"][0]
+    tags = {k.lower(): v for k, v in j.get("format", {}).get("tags", {}).items()}
+    return (s["codec_name"], int(s["sample_rate"]), s["channels"], s.get("duration_ts")), tags
+
+
+def md5(path):
+    with open(path, "rb") as f:
+        return hashlib.md5(f.read()).hexdigest()
+
+
+def files(directory):
+    return sorted(n for n in os.listdir(directory) if n != "config")
+
+
+def scaled(pos, rate_in, rate_out):
+    return (pos * rate_out + rate_in // 2) // rate_in
+
+
+
+
+with tempfile.TemporaryDirectory() as work:
+    os.environ["XDG_CONFIG_HOME"] = os.path.join(work, "config")  # default tagging settings
+    rng = random.Random(19)
+
+    # A broadcast file with every kind of position: the click at frame 30011 is where cue point 1 stands.
+    src = os.path.join(work, "take.wav")
+    frames, click = 48007, 30011
+    audio = bytearray(4 * frames)
+    struct.pack_into("<hh", audio, 4 * click, 30000, 30000)
+    bext = bytearray(602)
+    bext[0:11], bext[256:262] = b"Take twelve", b"Desk 4"
+    struct.pack_into("<Q", bext, 338, 10 * 3600 * 48000 + 12345)
+    cue = struct.pack("<I", 2) + struct.pack("<II4sIII", 1, click, b"data", 0, 0, click) + \
+        struct.pack("<II4sIII", 2, 0, b"data", 0, 0, 47999)
+    smpl = struct.pack("<9I", 0, 0, 20833, 60, 0, 0, 0, 1, 0) + struct.pack("<6I", 7, 0, 4800, 43199, 0, 0)
+    info = chunk(b"LIST", b"INFO" + chunk(b"IART", b"Someone\0"))
+    write_wave(src, struct.pack("<HHIIHH", 1, 2, 48000, 192000, 4, 16), bytes(audio),
+               before=[chunk(b"bext", bytes(bext)), chunk(b"cue ", cue)],
+               after=[chunk(b"smpl", smpl), chunk(b"abcd", b"odd"), info])
+    tagged = WAVE(src)
+    tagged.add_tags()
+    tagged.tags.add(TIT2(encoding=3, text="Caf\u00e9 take"))
+    tagged.save()
+    source_md5 = md5(src)
+    out = os.path.join(work, "take-44k.wav")
+    with open(out, "wb") as f:
+        f.write(b"an older file of that name")
+    r = host("convert", src, "-o", out, "--rate", "44100", "--bits", "24")
+    expect("take exit", r.returncode, 0)
+    expect("take summary", SUMMARY.fullmatch(r.stderr) is not None and
+           SUMMARY.fullmatch(r.stderr).groups()[:-1],
+           ("48000", "16-bit", "44100", "24-bit", "high", "none"))
+    length = scaled(frames, 48000, 44100)
+    stream, tags = probe(out)
+    expect("take ffprobe stream", stream, ("pcm_s24le", 44100, 2, length))
+    expect("take ffprobe artist", tags.get("artist"), "Someone")
+    id3 = WAVE(out).tags
+    expect("take mutagen title", list(id3["TIT2"].text) if id3 and "TIT2" in id3 else None, ["Caf\u00e9 take"])
+    expect("take mutagen artist", list(id3["TPE1"].text) if id3 and "TPE1" in id3 else None, ["Someone"])
+    got = chunks(out)
+    ids = [c for c, _ in got]
+    # The chunks carried over keep their side of the audio; the tag chunks go where the tag writer puts them.
+    expect("take chunk order", [c for c in ids if c in ("fmt ", "cue ", "data", "smpl", "abcd")],
+           ["fmt ", "cue ", "data", "smpl", "abcd"])
+    data = dict(got)
+    expect("take format", (data["fmt "][:16], data["fmt "][16:24], data["fmt "][24:]),
+           (struct.pack("<HHIIHH", 0xFFFE, 2, 44100, 44100 * 6, 6, 24), struct.pack("<HHI", 22, 24, 3),
+            b"\x01\x00" + PCM_GUID_TAIL))
+    expect("take data size", len(data["data"]), 6 * length)
+    expect("take unknown chunk", data["abcd"], b"odd")
+    expect("take bext texts", (data["bext"][0:11], data["bext"][256:262]), (b"Take twelve", b"Desk 4"))
+    expect("take bext time reference", struct.unpack_from("<Q", data["bext"], 338)[0],
+           scaled(10 * 3600 * 48000 + 12345, 48000, 44100))
+    expect("take cue points", [struct.unpack_from("<II4sIII", data["cue "], 4 + 24 * i) for i in range(2)],
+           [(1, scaled(click, 48000, 44100), b"data", 0, 0, scaled(click, 48000, 44100)),
+            (2, 0, b"data", 0, 0, scaled(47999, 48000, 44100))])
+    # The loop end is played too: its boundary, the frame after it, is what moves.
+    expect("take smpl", (struct.unpack_from("<9I", data["smpl"]), struct.unpack_from("<6I", data["smpl"], 36)),
+           ((0, 0, (20833 * 48000 + 22050) // 44100, 60, 0, 0, 0, 1, 0),
+            (7, 0, scaled(4800, 48000, 44100), scaled(43200, 48000, 44100) - 1, 0, 0)))
+    left = [int.from_bytes(data["data"][i:i + 3], "little", signed=True) for i in range(0, len(data["data"]), 6)]
+    expect("click under its cue point", max(range(len(left)), key=lambda i: abs(left[i])),
+           scaled(click, 48000, 44100))
+    expect("take source unchanged", md5(src), source_md5)
+    expect("take leaves no other file", files(work), ["take-44k.wav", "take.wav"])
+
+    # Sample formats, rates and channel counts; the default depth and dither follow the source.
+    plain = os.path.join(work, "plain.wav")
+    write_wave(plain, struct.pack("<HHIIHH", 1, 2, 48000, 192000, 4, 16), rng.randbytes(4 * frames))
+    mono_float = os.path.join(work, "mono-float.wav")
+    subprocess.run(["sox", "-n", "-r", "44100", "-c", "1", "-e", "floating-point", "-b", "32", mono_float,
+                    "synth", "1", "sine", "440", "vol", "0.5"], check=True)
+    six = os.path.join(work, "six.wav")
+    subprocess.run(["sox", "-n", "-r", "96000", "-c", "6", "-b", "24", six, "synth", "0.5", "sine", "440",
+                    "vol", "0.5"], check=True)
+    adpcm = os.path.join(work, "adpcm.wav")
+    subprocess.run(["ffmpeg", "-v", "error", "-f", "lavfi", "-i", "sine=d=0.5:r=22050", "-c:a", "adpcm_ms", adpcm],
+                   check=True)
+    decoded = os.path.join(work, "adpcm-decoded.wav")
+    expect("adpcm decode", host("decode", adpcm, "-o", decoded).returncode, 0)
+    adpcm_frames = len(dict(chunks(decoded))["data"]) // 2
+    sources = {"plain": (plain, 48000, frames), "mono-float": (mono_float, 44100, 44100),
+               "six": (six, 96000, 48000), "adpcm": (adpcm, 22050, adpcm_frames)}
+    table = [
+        # source, arguments, ffprobe codec, channels, format tag and head size, output rate, depth, dither
+        ("plain", ["--rate", "44100", "--bits", "double"], "pcm_f64le", 2, (3, 18), 44100, "64-bit float", "none"),
+        ("plain", ["--bits", "8"], "pcm_u8", 2, (1, 16), 48000, "8-bit", "tpdf"),
+        ("plain", ["--rate", "8000", "--bits", "32"], "pcm_s32le", 2, (0xFFFE, 40), 8000, "32-bit", "none"),
+        ("plain", ["--rate", "44100", "--dither", "shaped"], "pcm_s16le", 2, (1, 16), 44100, "16-bit", "shaped"),
+        ("mono-float", [], "pcm_f32le", 1, (3, 18), 44100, "32-bit float", "none"),
+        ("mono-float", ["--rate", "48000", "--bits", "16", "--quality", "quick"], "pcm_s16le", 1, (1, 16), 48000,
+         "16-bit", "tpdf"),
+        ("six", ["--rate", "44100", "--quality", "very-high"], "pcm_s24le", 6, (0xFFFE, 40), 44100, "24-bit", "none"),
+        ("six", ["--bits", "float", "--rate", "768000"], "pcm_f32le", 6, (0xFFFE, 40), 768000, "32-bit float", "none"),
+        ("adpcm", ["--rate", "1000", "--dither", "none"], "pcm_s16le", 1, (1, 16), 1000, "16-bit", "none"),
+    ]
+    for name, args, codec, channels, head, rate, depth, dither in table:
+        path, rate_in, n = sources[name]
+        out = os.path.join(work, "out.wav")
+        r = host("convert", path, "-o", out, *args)
+        what = f"{name} {' '.join(args)}"
+        match = SUMMARY.fullmatch(r.stderr)
+        expect(f"{what}: exit and summary", (r.returncode, match and match.group(3, 4, 6)),
+               (0, (str(rate), depth, dither)))
+        if r.returncode != 0:
+            continue
+        length = scaled(n, rate_in, rate)
+        expect(f"{what}: ffprobe", probe(out)[0], (codec, rate, channels, length))
+        fmt = dict(chunks(out))["fmt "]
+        tag, _, _, _, block_align, bits = struct.unpack_from("<HHIIHH", fmt)
+        expect(f"{what}: format head", (tag, len(fmt)), head)
+        if tag == 0xFFFE:
+            expect(f"{what}: sub-format", fmt[24:], struct.pack("<H", 3 if "float" in depth else 1) + PCM_GUID_TAIL)
+        expect(f"{what}: data size", len(dict(chunks(out))["data"]), length * block_align)
+        os.remove(out)
+
+    # Bad input: exit code 2, one line that says why, nothing written, the source and an older output untouched.
+    os.mkdir(os.path.join(work, "sub"))
+    existing = os.path.join(work, "existing.wav")
+    text = os.path.join(work, "notes.wav")
+    with open(text, "w") as f:
+        f.write("not a wave file\n")
+    plain_md5 = md5(plain)
+    files_before = sorted(files(work) + ["existing.wav"])
+    bad = [
+        ([plain, "--bits", "12"], "wavehost: --bits 12: use 8, 16, 24, 32, float or double"),
+        ([plain, "--quality", "best"], "wavehost: --quality best: use quick, low, medium, high or very-high"),
+        ([plain, "--dither", "rpdf"], "wavehost: --dither rpdf: use none, tpdf or shaped"),
+        ([plain, "--rate", "999"], "wavehost: --rate 999: the rate must be a number of Hz from 1000 to 768000"),
+        ([plain, "--rate", "768001"], "wavehost: --rate 768001: the rate must be a number of Hz from 1000 to 768000"),
+        ([plain, "--rate", "fast"], "wavehost: --rate fast: the rate must be a number of Hz from 1000 to 768000"),
+        ([plain, "--seed", "-1"], "wavehost: --seed -1: use a number from 0 up"),
+        ([os.path.join(work, "missing.wav")], "wavehost: cannot read " + os.path.join(work, "missing.wav")),
+        ([text], "wavehost: cannot read " + text),
+    ]
+    for args, message in bad:
+        with open(existing, "wb") as f:
+            f.write(b"older")
+        r = host("convert", "-o", existing, *args)
+        lines = r.stderr.splitlines()
+        expect(f"bad {args[1:] or args}", (r.returncode, lines[-1] if lines else None), (2, message))
+        expect(f"bad {args[1:] or args} keeps the older file", open(existing, "rb").read(), b"older")
+    spelled = os.path.join(work, "sub", "..", "plain.wav")
+    for out, message in [(plain, "wavehost: cannot convert " + plain + " into itself"),
+                         (spelled, "wavehost: cannot convert " + plain + " into itself"),
+                         (os.path.join(work, "sub"), "wavehost: cannot write " + os.path.join(work, "sub") +
+                          ": it is a directory"),
+                         (os.path.join(work, "none", "x.wav"), "wavehost: cannot write " +
+                          os.path.join(work, "none", "x.wav") + ": ")]:
+        r = host("convert", plain, "-o", out, "--rate", "44100")
+        lines = r.stderr.splitlines()
+        expect(f"bad output {out}", (r.returncode, lines[-1][:len(message)] if lines else None), (2, message))
+    expect("bad input leaves the source", md5(plain), plain_md5)
+    expect("bad input leaves no file", files(work), files_before)
+
+    if NATIVE:
+        # The user's tagging settings steer the tag chunks of the new file: LIST only.
+        expect("settings", host("settings", "WaveTagDefault", "1").returncode, 0)
+        out = os.path.join(work, "list-only.wav")
+        expect("list only exit", host("convert", src, "-o", out).returncode, 0)
+        ids = [c for c, _ in chunks(out)]
+        expect("list only chunks", ("LIST" in ids, "id3 " in ids), (True, False))
+        expect("list only ffprobe title", probe(out)[1].get("artist"), "Someone")
+        host("settings", "WaveTagDefault", "0")
+        os.remove(out)
+
+        # Killed halfway: no file under the output's name, the source unchanged; what is left is not taken for it.
+        long_source = os.path.join(work, "long.wav")
+        subprocess.run(["sox", "-n", "-r", "96000", "-c", "2", "-e", "floating-point", "-b", "32", long_source,
+                        "synth", "60", "sine", "1000", "vol", "0.5"], check=True)
+        before = md5(long_source)
+        out = os.path.join(work, "killed.wav")
+        proc = subprocess.Popen(HOST + ["convert", long_source, "-o", out, "--rate", "44100", "--bits", "16"],
+                                stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        deadline = time.monotonic() + 60
+        while time.monotonic() < deadline and not any(n.endswith(".part") for n in os.listdir(work)):
+            time.sleep(0.01)
+        time.sleep(0.3)
+        expect("killed while converting", proc.poll(), None)
+        proc.send_signal(signal.SIGKILL)
+        proc.wait()
+        expect("killed: nothing under the name", os.path.exists(out), False)
+        expect("killed: source unchanged", md5(long_source), before)
+        left = [n for n in os.listdir(work) if n.startswith("killed.wav")]
+        expect("killed: only a part file", [bool(re.fullmatch(r"killed\.wav\.\w{6}\.part", n)) for n in left], [True])
+
+checks.finish("checks passed")

@@ -140,7 +140,9 @@ def stopband(fn, rate_in, rate_out, quality, points):
             level = alias(fn, hz, rate_in, rate_out, quality)
         else:
             image = nyq * 1.002 + (rate_out / 2 - nyq * 1.002) * k / points
-            hz = rate_in - image
+            # The tone below the input's Nyquist frequency that has this image.
+            hz = image % rate_in
+            hz = min(hz, rate_in - hz)
             y = convert(fn, tone(hz, rate_in, 1, -1), rate_in, rate_out, quality)
             y, cut = middle(y, rate_out)
             (_, amp), _ = fit(y, rate_out, [hz, image], cut)

@@ -48,7 +48,8 @@ TEST(Resampler, OutputLengthIsTheRoundedRatioWhateverTheBlocks) {
   const Pair pairs[] = {{96000, 44100}, {44100, 48000}, {48000, 44100},  {44100, 47999}, {1000, 768000},
                         {768000, 1000}, {8000, 11025},  {192000, 44100}, {22050, 44100}, {48000, 24000}};
   for (const Pair p : pairs)
-    for (std::size_t n : {0u, 1u, 2u, 1001u}) {
+    for (std::size_t n : {0u, 1u, 2u, 101u, 1001u}) {
+      if (n > 101 && p.out > 100 * p.in) continue;  // 101 frames already make 77,568 at 768 times
       const std::vector<double> x(n, 0.25);
       for (const auto& blocks : {std::vector<std::size_t>{}, std::vector<std::size_t>{1, 7, 100}}) {
         const auto y = Convert(p.in, p.out, 1, Quality::Quick, x, blocks);

@@ -34,13 +34,8 @@ class Fft {
 
  private:
   void Reorder(double* re, double* im) const;
-  void ForwardPass(double* re, double* im, std::size_t half) const;
-  void ForwardPassPair(double* re, double* im, std::size_t q) const;
-  void InversePass(double* re, double* im, std::size_t half) const;
-  void InversePassPair(double* re, double* im, std::size_t q) const;
 
   std::size_t size_;
-  int passes_ = 0;  // log2 of the size
   std::vector<std::size_t> reversed_;
   // Twiddles of each pass, one after another: pass with half-width h holds h of them.
   std::vector<double> cos_;

@@ -41,66 +41,82 @@ FftFilter::FftFilter(int channels, int up, int down, const std::vector<double>& 
 }
 
 void FftFilter::Process(const Channels& in, Channels& out) {
-  const std::size_t window = size_ / std::size_t(up_);
   for (int c = 0; c < channels_; ++c) history_[c].insert(history_[c].end(), in[c].begin(), in[c].end());
   consumed_ += std::int64_t(in[0].size());
-  while (history_[0].size() >= window) RunBlock(out);
+  while (history_[0].size() >= Needed()) RunPair(out);
 }
 
 void FftFilter::Finish(Channels& out) {
   // The last output that the last real input still reaches through the filter.
   limit_ = consumed_ == 0 ? 0 : (std::int64_t(up_) * (consumed_ - 1) + std::int64_t(half_)) / down_ + 1;
-  const std::size_t window = size_ / std::size_t(up_);
   while (emitted_ < limit_) {
-    for (auto& h : history_) h.resize(window, 0.0);
-    RunBlock(out);
+    for (auto& h : history_) h.resize(Needed(), 0.0);
+    RunPair(out);
   }
 }
 
-void FftFilter::RunBlock(Channels& out) {
+std::size_t FftFilter::Needed() const { return (size_ + step_) / std::size_t(up_); }
+
+// Filters re and im, two real signals, in place: the filter is real, so they do not mix.
+void FftFilter::Filter(double* re, double* im) {
   const std::size_t window = size_ / std::size_t(up_);
-  const std::size_t outSize = size_ / std::size_t(down_);
+  fftIn_.ForwardScrambled(re, im);
+  if (up_ == 2) {
+    // The spectrum of the zero-stuffed signal is the input's twice over; in
+    // bit-reversed order that is each bin repeated.
+    for (std::size_t q = window; q-- > 0;) {
+      re[2 * q] = re[2 * q + 1] = re[q];
+      im[2 * q] = im[2 * q + 1] = im[q];
+    }
+  }
+  const double* h = response_.data();
+  for (std::size_t k = 0; k < size_; ++k) {
+    re[k] *= h[k];
+    im[k] *= h[k];
+  }
+  if (down_ == 2) {
+    // Keeping every other output sample folds the spectrum's halves onto
+    // each other: neighbours in bit-reversed order.
+    for (std::size_t q = 0; q < size_ / 2; ++q) {
+      re[q] = re[2 * q] + re[2 * q + 1];
+      im[q] = im[2 * q] + im[2 * q + 1];
+    }
+  }
+  fftOut_.InverseScrambled(re, im);
+}
+
+// Two blocks at a time: channels go through the transform in pairs, and a
+// channel left alone pairs its two blocks instead, so no transform carries
+// zeros. Pairs start at fixed block numbers, so the output still does not
+// depend on how the input arrives.
+void FftFilter::RunPair(Channels& out) {
+  const std::size_t window = size_ / std::size_t(up_);
+  const std::size_t advance = step_ / std::size_t(up_);
   const std::size_t first = lead_ / std::size_t(down_);
-  const std::size_t count =
-      std::size_t(std::min<std::int64_t>(std::int64_t(step_ / std::size_t(down_)), limit_ - emitted_));
+  const std::int64_t per = std::int64_t(step_ / std::size_t(down_));
+  const std::int64_t left = limit_ - emitted_;
+  const std::size_t counts[2] = {std::size_t(std::clamp<std::int64_t>(left, 0, per)),
+                                 std::size_t(std::clamp<std::int64_t>(left - per, 0, per))};
   double* re = re_.data();
   double* im = im_.data();
-  for (int c = 0; c < channels_; c += 2) {
-    const bool pair = c + 1 < channels_;
+  int c = 0;
+  for (; c + 1 < channels_; c += 2)
+    for (int b = 0; b < 2; ++b) {
+      std::copy_n(history_[c].begin() + std::ptrdiff_t(std::size_t(b) * advance), window, re);
+      std::copy_n(history_[c + 1].begin() + std::ptrdiff_t(std::size_t(b) * advance), window, im);
+      Filter(re, im);
+      out[c].insert(out[c].end(), re + first, re + first + counts[b]);
+      out[c + 1].insert(out[c + 1].end(), im + first, im + first + counts[b]);
+    }
+  if (c < channels_) {
     std::copy_n(history_[c].begin(), window, re);
-    if (pair)
-      std::copy_n(history_[c + 1].begin(), window, im);
-    else
-      std::fill_n(im, window, 0.0);
-    fftIn_.ForwardScrambled(re, im);
-    if (up_ == 2) {
-      // The spectrum of the zero-stuffed signal is the input's twice over; in
-      // bit-reversed order that is each bin repeated.
-      for (std::size_t q = window; q-- > 0;) {
-        re[2 * q] = re[2 * q + 1] = re[q];
-        im[2 * q] = im[2 * q + 1] = im[q];
-      }
-    }
-    const double* h = response_.data();
-    for (std::size_t k = 0; k < size_; ++k) {
-      re[k] *= h[k];
-      im[k] *= h[k];
-    }
-    if (down_ == 2) {
-      // Keeping every other output sample folds the spectrum's halves onto
-      // each other: neighbours in bit-reversed order.
-      for (std::size_t q = 0; q < outSize; ++q) {
-        re[q] = re[2 * q] + re[2 * q + 1];
-        im[q] = im[2 * q] + im[2 * q + 1];
-      }
-    }
-    fftOut_.InverseScrambled(re, im);
-    out[c].insert(out[c].end(), re + first, re + first + count);
-    if (pair) out[c + 1].insert(out[c + 1].end(), im + first, im + first + count);
+    std::copy_n(history_[c].begin() + std::ptrdiff_t(advance), window, im);
+    Filter(re, im);
+    out[c].insert(out[c].end(), re + first, re + first + counts[0]);
+    out[c].insert(out[c].end(), im + first, im + first + counts[1]);
   }
-  emitted_ += std::int64_t(count);
-  const std::size_t advance = step_ / std::size_t(up_);
-  for (auto& h : history_) h.erase(h.begin(), h.begin() + std::ptrdiff_t(advance));
+  emitted_ += std::int64_t(counts[0] + counts[1]);
+  for (auto& h : history_) h.erase(h.begin(), h.begin() + std::ptrdiff_t(2 * advance));
 }
 
 }  // namespace dsp

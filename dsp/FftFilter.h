@@ -21,7 +21,9 @@ class FftFilter : public Stage {
   std::size_t FftSize() const { return size_; }
 
  private:
-  void RunBlock(Channels& out);
+  std::size_t Needed() const;
+  void Filter(double* re, double* im);
+  void RunPair(Channels& out);
 
   int channels_;
   int up_, down_;

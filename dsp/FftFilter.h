@@ -18,7 +18,6 @@ class FftFilter : public Stage {
   FftFilter(int channels, int up, int down, const std::vector<double>& taps);
   void Process(const Channels& in, Channels& out) override;
   void Finish(Channels& out) override;
-  std::size_t FftSize() const { return size_; }
 
  private:
   std::size_t Needed() const;

@@ -17,8 +17,6 @@ class Polyphase : public Stage {
   Polyphase(int channels, std::int64_t up, std::int64_t down, double band, double attenuationDb);
   void Process(const Channels& in, Channels& out) override;
   void Finish(Channels& out) override;
-  bool Interpolated() const { return interpolated_; }
-  int Taps() const { return 2 * half_; }
 
  private:
   const double* Coefficients(std::int64_t phase);

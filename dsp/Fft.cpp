@@ -119,21 +119,4 @@ void Fft::Inverse(double* re, double* im) const {
   InverseScrambled(re, im);
 }
 
-void Fft::SplitRealPair(const double* re, const double* im, std::size_t n, std::vector<double>& aRe,
-                        std::vector<double>& aIm, std::vector<double>& bRe, std::vector<double>& bIm) {
-  const std::size_t bins = n / 2 + 1;
-  aRe.resize(bins);
-  aIm.resize(bins);
-  bRe.resize(bins);
-  bIm.resize(bins);
-  for (std::size_t k = 0; k < bins; ++k) {
-    const std::size_t m = (n - k) % n;
-    // A = (X[k] + conj X[N-k]) / 2, B = (X[k] - conj X[N-k]) / 2i
-    aRe[k] = 0.5 * (re[k] + re[m]);
-    aIm[k] = 0.5 * (im[k] - im[m]);
-    bRe[k] = 0.5 * (im[k] + im[m]);
-    bIm[k] = 0.5 * (re[m] - re[k]);
-  }
-}
-
 }  // namespace dsp

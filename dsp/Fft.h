@@ -24,13 +24,6 @@ class Fft {
   // leaves the spectrum in bit-reversed order, InverseScrambled takes it so.
   void ForwardScrambled(double* re, double* im) const;
   void InverseScrambled(double* re, double* im) const;
-  // Bit-reversed position of bin k.
-  std::size_t Scrambled(std::size_t k) const { return reversed_[k]; }
-
-  // Splits the spectrum of x = a + i b (a, b real), in natural order, into the
-  // spectra of a and b for bins 0..N/2.
-  static void SplitRealPair(const double* re, const double* im, std::size_t n, std::vector<double>& aRe,
-                            std::vector<double>& aIm, std::vector<double>& bRe, std::vector<double>& bIm);
 
  private:
   void Reorder(double* re, double* im) const;

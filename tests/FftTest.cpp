@@ -66,35 +66,3 @@ TEST(Fft, MatchesTheDirectDftAtEveryPowerOfTwo) {
     }
   }
 }
-
-// Two real channels in one transform: each channel's spectrum comes back out.
-TEST(Fft, SplitsTwoRealSignalsApart) {
-  for (std::size_t n : {2u, 8u, 512u, 4096u}) {
-    Signal s = Random(n, 7);
-    const Signal x = s;
-    dsp::Fft(n).Forward(s.re.data(), s.im.data());
-    std::vector<double> aRe, aIm, bRe, bIm;
-    dsp::Fft::SplitRealPair(s.re.data(), s.im.data(), n, aRe, aIm, bRe, bIm);
-    const std::vector<double> zero(n, 0.0);
-    for (std::size_t k = 0; k <= n / 2; k += n / 8 + 1) {
-      const Cx a = DirectBin(x.re, zero, k), b = DirectBin(x.im, zero, k);
-      EXPECT_NEAR(aRe[k], double(a.real()), Tolerance(n));
-      EXPECT_NEAR(aIm[k], double(a.imag()), Tolerance(n));
-      EXPECT_NEAR(bRe[k], double(b.real()), Tolerance(n));
-      EXPECT_NEAR(bIm[k], double(b.imag()), Tolerance(n));
-    }
-  }
-}
-
-// The convolution path skips the reordering: the scrambled spectrum is the same bins, permuted.
-TEST(Fft, ScrambledOrderIsTheBitReversalOfNatural) {
-  const std::size_t n = 256;
-  Signal natural = Random(n, 3), scrambled = natural;
-  const dsp::Fft fft(n);
-  fft.Forward(natural.re.data(), natural.im.data());
-  fft.ForwardScrambled(scrambled.re.data(), scrambled.im.data());
-  for (std::size_t k = 0; k < n; ++k) {
-    EXPECT_EQ(scrambled.re[fft.Scrambled(k)], natural.re[k]);
-    EXPECT_EQ(scrambled.im[fft.Scrambled(k)], natural.im[k]);
-  }
-}

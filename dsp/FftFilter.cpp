@@ -43,7 +43,7 @@ FftFilter::FftFilter(int channels, int up, int down, const std::vector<double>& 
 void FftFilter::Process(const Channels& in, Channels& out) {
   for (int c = 0; c < channels_; ++c) history_[c].insert(history_[c].end(), in[c].begin(), in[c].end());
   consumed_ += std::int64_t(in[0].size());
-  while (history_[0].size() >= Needed()) RunPair(out);
+  while (history_[0].size() >= Needed()) RunBlocks(out);
 }
 
 void FftFilter::Finish(Channels& out) {
@@ -51,11 +51,14 @@ void FftFilter::Finish(Channels& out) {
   limit_ = consumed_ == 0 ? 0 : (std::int64_t(up_) * (consumed_ - 1) + std::int64_t(half_)) / down_ + 1;
   while (emitted_ < limit_) {
     for (auto& h : history_) h.resize(Needed(), 0.0);
-    RunPair(out);
+    RunBlocks(out);
   }
 }
 
-std::size_t FftFilter::Needed() const { return (size_ + step_) / std::size_t(up_); }
+// One block at a time, or two when a channel is left without a partner.
+std::size_t FftFilter::Blocks() const { return channels_ % 2 ? 2 : 1; }
+
+std::size_t FftFilter::Needed() const { return (size_ + (Blocks() - 1) * step_) / std::size_t(up_); }
 
 // Filters re and im, two real signals, in place: the filter is real, so they do not mix.
 void FftFilter::Filter(double* re, double* im) {
@@ -85,11 +88,11 @@ void FftFilter::Filter(double* re, double* im) {
   fftOut_.InverseScrambled(re, im);
 }
 
-// Two blocks at a time: channels go through the transform in pairs, and a
-// channel left alone pairs its two blocks instead, so no transform carries
-// zeros. Pairs start at fixed block numbers, so the output still does not
-// depend on how the input arrives.
-void FftFilter::RunPair(Channels& out) {
+// Channels go through the transform in pairs; a channel left alone pairs two
+// consecutive blocks of its own instead, so no transform carries zeros. Pairs
+// of blocks start at fixed block numbers, so the output still does not depend
+// on how the input arrives.
+void FftFilter::RunBlocks(Channels& out) {
   const std::size_t window = size_ / std::size_t(up_);
   const std::size_t advance = step_ / std::size_t(up_);
   const std::size_t first = lead_ / std::size_t(down_);
@@ -101,9 +104,9 @@ void FftFilter::RunPair(Channels& out) {
   double* im = im_.data();
   int c = 0;
   for (; c + 1 < channels_; c += 2)
-    for (int b = 0; b < 2; ++b) {
-      std::copy_n(history_[c].begin() + std::ptrdiff_t(std::size_t(b) * advance), window, re);
-      std::copy_n(history_[c + 1].begin() + std::ptrdiff_t(std::size_t(b) * advance), window, im);
+    for (std::size_t b = 0; b < Blocks(); ++b) {
+      std::copy_n(history_[c].begin() + std::ptrdiff_t(b * advance), window, re);
+      std::copy_n(history_[c + 1].begin() + std::ptrdiff_t(b * advance), window, im);
       Filter(re, im);
       out[c].insert(out[c].end(), re + first, re + first + counts[b]);
       out[c + 1].insert(out[c + 1].end(), im + first, im + first + counts[b]);
@@ -115,8 +118,8 @@ void FftFilter::RunPair(Channels& out) {
     out[c].insert(out[c].end(), re + first, re + first + counts[0]);
     out[c].insert(out[c].end(), im + first, im + first + counts[1]);
   }
-  emitted_ += std::int64_t(counts[0] + counts[1]);
-  for (auto& h : history_) h.erase(h.begin(), h.begin() + std::ptrdiff_t(2 * advance));
+  emitted_ += std::int64_t(counts[0] + (Blocks() == 2 ? counts[1] : 0));
+  for (auto& h : history_) h.erase(h.begin(), h.begin() + std::ptrdiff_t(Blocks() * advance));
 }
 
 }  // namespace dsp

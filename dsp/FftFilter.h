@@ -20,9 +20,10 @@ class FftFilter : public Stage {
   void Finish(Channels& out) override;
 
  private:
+  std::size_t Blocks() const;
   std::size_t Needed() const;
   void Filter(double* re, double* im);
-  void RunPair(Channels& out);
+  void RunBlocks(Channels& out);
 
   int channels_;
   int up_, down_;

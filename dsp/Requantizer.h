@@ -34,10 +34,13 @@ class Requantizer {
   SampleFormat format_;
   int channels_;
   Dither dither_;
+  double Triangular();
+
   bool fellBack_ = false;
   std::uint64_t clipped_ = 0;
   std::uint64_t state_;
   std::vector<double> history_;  // error feedback, per channel
+  std::vector<double> shaping_;  // noise transfer function's coefficients after the leading 1
 };
 
 }  // namespace dsp

@@ -14,12 +14,14 @@ namespace dsp {
 
 enum class Quality { Quick, Low, Medium, High, VeryHigh };
 
-// What a preset promises: the passband edge as a fraction of the output (or,
-// downward, the lower) Nyquist frequency, and the stopband attenuation.
+// What a preset promises, measured: the passband edge (flat within 0.01 dB)
+// as a fraction of the lower of the two Nyquist frequencies, the stopband
+// attenuation from that Nyquist frequency on, and the lowest -3 dB point.
 struct QualityFigures {
   const char* name;
   double passband;
   double stopbandDb;
+  double halfPower;
 };
 const QualityFigures& FiguresOf(Quality q);
 std::optional<Quality> ParseQuality(std::string_view name);

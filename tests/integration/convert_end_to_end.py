@@ -23,6 +23,7 @@ from mutagen.id3 import TIT2
 from mutagen.wave import WAVE
 
 from checks import Checks, program_command
+from checks import chunks as riff_chunks
 
 HOST = program_command()
 NATIVE = len(HOST) == 1
@@ -51,16 +52,11 @@ def write_wave(path, fmt, audio, before=(), after=()):
 
 
 def chunks(path):
-    """[(identifier, data)] of the top-level chunks; the RIFF size must cover exactly the file."""
+    """The top-level chunks; the RIFF size must cover exactly the file."""
     with open(path, "rb") as f:
-        data = f.read()
-    expect(f"{os.path.basename(path)} RIFF size", struct.unpack("<I", data[4:8])[0] + 8, len(data))
-    out, pos = [], 12
-    while pos + 8 <= len(data):
-        cid, size = data[pos:pos + 4].decode("latin-1"), struct.unpack("<I", data[pos + 4:pos + 8])[0]
-        out.append((cid, data[pos + 8:pos + 8 + size]))
-        pos += 8 + size + (size & 1)
-    return out
+        head = f.read(8)
+    expect(f"{os.path.basename(path)} RIFF size", struct.unpack("<I", head[4:8])[0] + 8, os.path.getsize(path))
+    return riff_chunks(path)
 
 
 def probe(path):

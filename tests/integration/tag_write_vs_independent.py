@@ -15,12 +15,11 @@ import tempfile
 
 from mutagen.wave import WAVE
 
-from checks import Checks, program_command
+from checks import Checks, chunks, program_command
 
 HOST = program_command()
 checks = Checks()
 expect = checks.expect
-
 
 
 def host(*args):
@@ -37,18 +36,6 @@ def probe_tags(path):
     out = subprocess.run(["ffprobe", "-v", "error", "-show_entries", "format_tags", "-of", "json", path],
                          check=True, capture_output=True).stdout
     return {k.lower(): v for k, v in json.loads(out).get("format", {}).get("tags", {}).items()}
-
-
-def chunks(path):
-    """(identifier, data) of every top-level chunk."""
-    with open(path, "rb") as f:
-        data = f.read()
-    out, pos = [], 12
-    while pos + 8 <= len(data):
-        cid, size = data[pos:pos + 4].decode("latin-1"), struct.unpack("<I", data[pos + 4:pos + 8])[0]
-        out.append((cid, data[pos + 8:pos + 8 + size]))
-        pos += 8 + size + (size & 1)
-    return out
 
 
 def chunk(path, cid):

@@ -20,7 +20,7 @@ import tempfile
 from mutagen.id3 import APIC, COMM, ID3, TALB, TDRC, TIT2, TPE1, TXXX
 from mutagen.wave import WAVE
 
-from checks import Checks, program_command
+from checks import Checks, chunks, program_command
 
 HOST = program_command()
 checks = Checks()
@@ -41,17 +41,6 @@ def audio_md5(path):
     pcm = subprocess.run(["ffmpeg", "-v", "error", "-i", path, "-map", "0:a", "-f", "s16le", "-"],
                          check=True, capture_output=True).stdout
     return hashlib.md5(pcm).hexdigest()
-
-
-def chunks(path):
-    with open(path, "rb") as f:
-        data = f.read()
-    out, pos = [], 12
-    while pos + 8 <= len(data):
-        cid, size = data[pos:pos + 4].decode("latin-1"), struct.unpack("<I", data[pos + 4:pos + 8])[0]
-        out.append((cid, data[pos + 8:pos + 8 + size]))
-        pos += 8 + size + (size & 1)
-    return out
 
 
 def untagged(path):

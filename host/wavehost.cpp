@@ -33,7 +33,9 @@ extern const char kUsage[] =
     "                        N is the picture type, 3 (front cover) when not given\n"
     "  untag FILE [NAME...] [--trace]\n"
     "                        delete the named tags, or every tag when none is named\n"
-    "  settings [NAME VALUE] the eight tagging settings as stored, or change one\n";
+    "  settings [NAME VALUE] the eight tagging settings as stored, or change one\n"
+    "  edit FILE [--theme dark|light]\n"
+    "                        the tags of FILE in a window (Windows build only)\n";
 
 int HostMain(const std::vector<std::string>& argv) {
   std::vector<std::string> args = argv;
@@ -56,6 +58,7 @@ int HostMain(const std::vector<std::string>& argv) {
   if (command == "options") return CommandOptions(session);
   if (command == "tag") return CommandTag(session, args);
   if (command == "untag") return CommandUntag(session, args);
+  if (command == "edit") return CommandEdit(session, args);
   if (command == "info") return CommandInfo(session, args);
   if (command == "decode") return CommandDecode(session, args);
   if (command == "tags") return CommandTags(session, args);

@@ -1,0 +1,222 @@
+#!/usr/bin/python3
+"""wavehost edit driven as a person drives it: under Wine in a virtual X server
+(Xvfb, on a display of its own), the window is found by its title, a new title
+and date are typed, Ctrl+S saves, and the file is read back with wavehost tags
+and mutagen; the date picker opens with F4 and Enter accepts it; Esc closes,
+asking first when a change is unsaved. Screenshots of both themes are kept in
+SHOTS for a person to look at, and checked: the dark window dark, the light one
+light, and text drawn at 7:1 contrast or more against the background.
+
+usage: ui_edit.py SHOTS WAVEHOST [RUNNER...]"""
+import os
+import shutil
+import struct
+import subprocess
+import sys
+import tempfile
+import time
+
+from mutagen.wave import WAVE
+
+from checks import Checks, program_command
+
+SHOTS = sys.argv[1]
+HOST = program_command(sys.argv[2:])
+SAMPLE = os.path.join(os.path.dirname(__file__), "..", "..", "samples", "tone-stereo-16.wav")
+checks = Checks()
+expect = checks.expect
+
+
+def wait_for(what, probe, timeout=30.0):
+    """Polls probe() until it returns something true; fails the test after timeout seconds."""
+    end = time.monotonic() + timeout
+    while time.monotonic() < end:
+        got = probe()
+        if got:
+            return got
+        time.sleep(0.05)
+    raise SystemExit(f"FAIL timed out waiting for {what}")
+
+
+def xdo(*args):
+    return subprocess.run(["xdotool", *args], capture_output=True, text=True).stdout.split()
+
+
+def find_window(name):
+    return (xdo("search", "--onlyvisible", "--name", name) or [None])[0]
+
+
+def host(*args):
+    return subprocess.run(HOST + list(args), capture_output=True, text=True)
+
+
+def id3(path):
+    tags = WAVE(path).tags
+    return {k: str(v) for k, v in tags.items()} if tags else {}
+
+
+def bmp(width, height):
+    """A 24-bit picture: a blue to orange gradient, so a person can see that it was drawn."""
+    row = b"".join(bytes((255 - 255 * x // width, 128, 255 * x // width)) for x in range(width))
+    row += b"\0" * (-len(row) % 4)
+    pixels = row * height
+    info = struct.pack("<IiiHHIIiiII", 40, width, height, 1, 24, 0, len(pixels), 2835, 2835, 0, 0)
+    return b"BM" + struct.pack("<IHHI", 14 + len(info) + len(pixels), 0, 0, 54) + info + pixels
+
+
+def screenshot(window, name):
+    path = os.path.join(SHOTS, name)
+    subprocess.run(["import", "-window", window, path], check=True, capture_output=True)
+    return path
+
+
+def pixels(path):
+    size = subprocess.run(["identify", "-format", "%w %h", path], check=True, capture_output=True, text=True)
+    w, h = map(int, size.stdout.split())
+    raw = subprocess.run(["convert", path, "-depth", "8", "rgb:-"], check=True, capture_output=True).stdout
+    return w, h, [raw[i:i + 3] for i in range(0, len(raw), 3)]
+
+
+def luminance(rgb):
+    def linear(c):
+        c /= 255
+        return c / 12.92 if c <= 0.04045 else ((c + 0.055) / 1.055) ** 2.4
+    r, g, b = rgb
+    return 0.2126 * linear(r) + 0.7152 * linear(g) + 0.0722 * linear(b)
+
+
+def look(path):
+    """(mean luminance, pixels at 7:1 or more against the commonest colour, the background)."""
+    _, _, px = pixels(path)
+    counts = {}
+    for p in px:
+        counts[p] = counts.get(p, 0) + 1
+    background = max(counts, key=counts.get)
+    lb = luminance(background)
+    mean = sum(luminance(p) * n for p, n in counts.items()) / len(px)
+    readable = 0
+    for p, n in counts.items():
+        lp = luminance(p)
+        if (max(lp, lb) + 0.05) / (min(lp, lb) + 0.05) >= 7:
+            readable += n
+    return mean, readable
+
+
+class Editor:
+    def __init__(self, path, theme, env):
+        self.title = os.path.basename(path)
+        started = time.monotonic()
+        self.proc = subprocess.Popen(HOST + ["edit", path, "--theme", theme], env=env,
+                                     stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        self.window = wait_for(f"the {theme} window", lambda: self.alive() and find_window(self.title))
+        self.shown_after = time.monotonic() - started
+        # Without a window manager nobody gives the new window the X focus, which keys follow: the test does.
+        subprocess.run(["xdotool", "windowfocus", "--sync", self.window], check=True, capture_output=True)
+
+    def alive(self):
+        if self.proc.poll() is not None:
+            raise SystemExit(f"FAIL wavehost edit ended early: {self.proc.returncode}\n{self.proc.stderr.read()}")
+        return True
+
+    def keys(self, *keys):
+        subprocess.run(["xdotool", "key", "--clearmodifiers", *keys], check=True)
+
+    def type(self, text):
+        subprocess.run(["xdotool", "type", "--delay", "20", text], check=True)
+
+    def closed(self, timeout=15):
+        end = time.monotonic() + timeout
+        while time.monotonic() < end:
+            if self.proc.poll() is not None:
+                return self.proc.returncode
+            time.sleep(0.05)
+        self.proc.kill()
+        self.proc.wait()
+        return "hung"
+
+
+def main():
+    os.makedirs(SHOTS, exist_ok=True)
+    for old in os.listdir(SHOTS):
+        os.remove(os.path.join(SHOTS, old))
+    xvfb = subprocess.Popen(["Xvfb", "-displayfd", "1", "-screen", "0", "1280x1024x24", "-nolisten", "tcp"],
+                            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+    try:
+        display = ":" + xvfb.stdout.readline().decode().strip()
+        env = dict(os.environ, DISPLAY=display)
+        os.environ["DISPLAY"] = display
+        with tempfile.TemporaryDirectory() as tmp:
+            run(tmp, env)
+    finally:
+        subprocess.run(["wineserver", "-k"], capture_output=True)
+        xvfb.terminate()
+        xvfb.wait()
+    checks.finish()
+
+
+def run(tmp, env):
+    path = os.path.join(tmp, "tagged-copy.wav")
+    shutil.copy(SAMPLE, path)
+    cover = os.path.join(tmp, "cover.bmp")
+    with open(cover, "wb") as f:
+        f.write(bmp(96, 96))
+    r = host("tag", path, "Title=Old title", "Artist=Ann Example", "Album=Tones", "Track=2/10", "Year=1999",
+             "Genre=Test", "Comment=made for the window test", "Mood=calm", "--picture", cover)
+    expect("tagging the copy", r.returncode, 0)
+
+    # Light: Title has the focus with its text selected, so typing replaces it; Alt+D goes to Date.
+    ed = Editor(path, "light", env)
+    print(f"light window shown {ed.shown_after:.2f} s after start")
+    ed.type("New title")
+    ed.keys("alt+d")
+    ed.type("2004-05")
+    ed.keys("ctrl+s")
+    wait_for("the saved title", lambda: id3(path).get("TIT2") == "New title")
+    expect("date typed as year and month", id3(path).get("TDRC"), "2004-05")
+    light = screenshot(ed.window, "light.png")
+
+    # The picker opens on the typed month; Enter takes its first day.
+    ed.keys("alt+d")
+    ed.keys("F4")
+    picker = wait_for("the date picker", lambda: find_window("Choose a date"))
+    screenshot(picker, "light-date-picker.png")
+    ed.keys("Return")
+    wait_for("the picker to close", lambda: not find_window("Choose a date"))
+    ed.keys("ctrl+s")
+    wait_for("the picked date", lambda: id3(path).get("TDRC") == "2004-05-01")
+    ed.keys("Escape")
+    expect("Esc after saving closes at once", ed.closed(), 0)
+
+    shown = host("tags", path).stdout
+    expect("wavehost tags: title", "Title: New title" in shown, True)
+    expect("wavehost tags: date", "Year: 2004-05-01" in shown, True)
+    expect("wavehost tags: untouched artist", "Artist: Ann Example" in shown, True)
+    expect("mutagen: cover kept", any(k.startswith("APIC") for k in id3(path)), True)
+
+    # Dark: an unsaved change makes Esc ask; "No" closes without writing.
+    ed = Editor(path, "dark", env)
+    print(f"dark window shown {ed.shown_after:.2f} s after start")
+    ed.type("Unsaved")
+    dark = screenshot(ed.window, "dark.png")
+    ed.keys("alt+d")
+    ed.keys("F4")
+    picker = wait_for("the dark date picker", lambda: find_window("Choose a date"))
+    screenshot(picker, "dark-date-picker.png")
+    ed.keys("Escape")
+    wait_for("the picker to close", lambda: not find_window("Choose a date"))
+    ed.keys("Escape")
+    question = wait_for("the unsaved-changes question", lambda: find_window("Unsaved changes"))
+    screenshot(question, "dark-unsaved-question.png")
+    ed.keys("n")
+    expect("Esc, No closes", ed.closed(), 0)
+    expect("the unsaved title was not written", id3(path).get("TIT2"), "New title")
+
+    for name, shot, dark_theme in (("light", light, False), ("dark", dark, True)):
+        mean, readable = look(shot)
+        print(f"{name}: mean luminance {mean:.3f}, {readable} pixels at 7:1 or more")
+        expect(f"{name} window is {name}", mean < 0.2 if dark_theme else mean > 0.6, True)
+        expect(f"{name} window has readable text", readable > 2000, True)
+
+
+if __name__ == "__main__":
+    main()

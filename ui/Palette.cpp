@@ -18,7 +18,7 @@ const Palette& LightPalette() {
 
 const Palette& DarkPalette() {
   static constexpr Palette kDark{0x202020, 0xEDEDED, 0x2D2D2D, 0x6E6E6E, 0x3A3A3A,
-                                 0x505050, 0x9CC8F5, 0x101010, 0xFFB4A8};
+                                 0x474747, 0x9CC8F5, 0x101010, 0xFFB4A8};
   return kDark;
 }
 

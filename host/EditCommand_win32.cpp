@@ -82,7 +82,8 @@ class EditorWindow : public Window {
   bool Open() {
     const std::size_t slash = file_.find_last_of(u"\\/");
     const std::u16string shortName = slash == std::u16string::npos ? file_ : file_.substr(slash + 1);
-    if (!Create(W(shortName) + L" \u2013 Tags", 330, 322, nullptr)) return false;
+    title_ = W(shortName) + L" \u2013 Tags";
+    if (!Create(title_, 330, 322, nullptr)) return false;
     Build();
     Load();
     ShowWindow(hwnd_, SW_SHOW);
@@ -212,7 +213,7 @@ class EditorWindow : public Window {
     loading_ = false;
     ShowCover();
     FillList();
-    dirty_ = false;
+    SetDirty(false);
     EnableWindow(save_, ok);
     if (!ok)
       SetStatus(u"This file cannot be opened: " +
@@ -256,7 +257,7 @@ class EditorWindow : public Window {
 
   void OnCommand(int id, int code) {
     if (id >= kFieldId && id < kFieldId + int(kFields.size())) {
-      if (code == EN_CHANGE && !loading_) dirty_ = true;
+      if (code == EN_CHANGE && !loading_) SetDirty(true);
       return;
     }
     switch (id) {
@@ -269,7 +270,7 @@ class EditorWindow : public Window {
       case kRemoveCover:
         if (cover_) {
           cover_.reset();
-          dirty_ = true;
+          SetDirty(true);
           ShowCover();
         }
         break;
@@ -314,7 +315,7 @@ class EditorWindow : public Window {
     // A cover of another name (a description, another ordinal) is replaced as a whole.
     picture.front().name = cover_ ? cover_->name : picture.front().name;
     cover_ = std::move(picture.front());
-    dirty_ = true;
+    SetDirty(true);
     ShowCover();
   }
 
@@ -344,7 +345,7 @@ class EditorWindow : public Window {
       *it = {it->name, value, {}};
     else
       others_.push_back({name, value, {}});
-    dirty_ = true;
+    SetDirty(true);
     FillList();
   }
 
@@ -355,7 +356,7 @@ class EditorWindow : public Window {
       return;
     }
     others_.erase(others_.begin() + std::ptrdiff_t(index));
-    dirty_ = true;
+    SetDirty(true);
     FillList();
   }
 
@@ -397,7 +398,7 @@ class EditorWindow : public Window {
     }
     if (changed.empty() && gone.empty()) {
       SetStatus(u"Nothing to save: the file already holds these tags.");
-      dirty_ = false;
+      SetDirty(false);
       return true;
     }
     SetCursor(LoadCursorW(nullptr, IDC_WAIT));
@@ -423,6 +424,13 @@ class EditorWindow : public Window {
     DestroyWindow(hwnd_);
   }
 
+  // The title bar marks unsaved changes with a leading "*", as editors do.
+  void SetDirty(bool dirty) {
+    if (dirty == dirty_) return;
+    dirty_ = dirty;
+    SetWindowTextW(hwnd_, ((dirty ? L"*" : L"") + title_).c_str());
+  }
+
   void ShowProblem(const std::u16string& why) {
     if (!why.empty() || problemShown_) SetStatus(why);
     problemShown_ = !why.empty();
@@ -442,6 +450,7 @@ class EditorWindow : public Window {
   HWND status_ = nullptr, save_ = nullptr;
   std::vector<HostTag> loaded_, others_;
   std::optional<HostTag> cover_;
+  std::wstring title_;
   bool loading_ = false, dirty_ = false, problemShown_ = false;
 };
 }  // namespace

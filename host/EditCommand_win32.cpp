@@ -16,6 +16,7 @@
 #include "ui/Controls.h"
 #include "ui/DatePicker.h"
 #include "ui/ImageInfo.h"
+#include "ui/Question.h"
 #include "ui/Window.h"
 
 namespace {
@@ -417,8 +418,8 @@ class EditorWindow : public Window {
 
   void RequestClose() {
     if (dirty_) {
-      const int answer = MessageBoxW(hwnd_, L"Save the changes to the tags before closing?", L"Unsaved changes",
-                                     MB_YESNOCANCEL | MB_ICONQUESTION);
+      const int answer =
+          AskYesNoCancel(hwnd_, theme_, L"Unsaved changes", L"Save the changes to the tags before closing?");
       if (answer == IDCANCEL || (answer == IDYES && !Save())) return;
     }
     DestroyWindow(hwnd_);

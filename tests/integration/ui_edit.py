@@ -113,12 +113,13 @@ class Editor:
     def __init__(self, path, theme, env):
         self.title = os.path.basename(path)
         started = time.monotonic()
-        self.proc = subprocess.Popen(HOST + ["edit", path, "--theme", theme], env=env,
+        forced = ["--theme", theme] if theme else []
+        self.proc = subprocess.Popen(HOST + ["edit", path] + forced, env=env,
                                      stdout=subprocess.PIPE, stderr=subprocess.PIPE)
         self.window = wait_for(f"the {theme} window", lambda: self.alive() and find_window(self.title))
         self.shown_after = time.monotonic() - started
         # Without a window manager nobody gives the new window the X focus, which keys follow: the test does.
-        subprocess.run(["xdotool", "windowfocus", "--sync", self.window], check=True, capture_output=True)
+        subprocess.run(["xdotool", "windowfocus", "--sync", self.window], check=True, capture_output=True, timeout=10)
 
     def alive(self):
         if self.proc.poll() is not None:
@@ -126,10 +127,10 @@ class Editor:
         return True
 
     def keys(self, *keys):
-        subprocess.run(["xdotool", "key", "--clearmodifiers", *keys], check=True)
+        subprocess.run(["xdotool", "key", "--clearmodifiers", *keys], check=True, timeout=10)
 
     def type(self, text):
-        subprocess.run(["xdotool", "type", "--delay", "20", text], check=True)
+        subprocess.run(["xdotool", "type", "--delay", "20", text], check=True, timeout=30)
 
     def closed(self, timeout=15):
         end = time.monotonic() + timeout
@@ -205,6 +206,19 @@ def run(tmp, env):
     # Dark: an unsaved change makes Esc ask; "No" closes without writing.
     ed = Editor(path, "dark", env)
     print(f"dark window shown {ed.shown_after:.2f} s after start")
+    # Options: the first drop-down (Tag Creation) one choice down, Enter stores it where wavehost settings reads.
+    ed.keys("alt+p")
+    options = wait_for("the options dialog", lambda: find_window("Tagging options"))
+    screenshot(options, "dark-options.png")
+    ed.keys("Down")
+    ed.keys("Return")
+    wait_for("the options dialog to close", lambda: not find_window("Tagging options"))
+    try:
+        stored = host("settings").stdout
+        expect("option stored", re.search(r"WaveTagDefault +1$", stored, re.M) is not None, True)
+    finally:
+        host("settings", "WaveTagDefault", "0")
+    ed.keys("alt+t")
     ed.type("Unsaved")
     dark = screenshot(ed.window, "dark.png")
     ed.keys("alt+d")
@@ -220,10 +234,23 @@ def run(tmp, env):
     expect("Esc, No closes", ed.closed(), 0)
     expect("the unsaved title was not written", id3(path).get("TIT2"), "New title")
 
-    for name, shot, dark_theme in (("light", light, False), ("dark", dark, True)):
+    # Without --theme the user's Windows setting decides: AppsUseLightTheme 0 asks for the dark theme.
+    personalize = r"HKCU\Software\Microsoft\Windows\CurrentVersion\Themes\Personalize"
+    reg = HOST[:-1] + ["reg"] if len(HOST) > 1 else ["reg"]
+    subprocess.run(reg + ["add", personalize, "/v", "AppsUseLightTheme", "/t", "REG_DWORD", "/d", "0", "/f"],
+                   check=True, capture_output=True)
+    try:
+        ed = Editor(path, None, env)
+        by_setting = screenshot(ed.window, "dark-by-windows-setting.png")
+        ed.keys("Escape")
+        expect("Esc closes the window opened by the setting", ed.closed(), 0)
+    finally:
+        subprocess.run(reg + ["delete", personalize, "/v", "AppsUseLightTheme", "/f"], capture_output=True)
+
+    for name, shot, dark_theme in (("light", light, False), ("dark", dark, True), ("by setting", by_setting, True)):
         mean, readable = look(shot)
         print(f"{name}: mean luminance {mean:.3f}, {readable} pixels at 7:1 or more")
-        expect(f"{name} window is {name}", mean < 0.2 if dark_theme else mean > 0.6, True)
+        expect(f"{name} window is {'dark' if dark_theme else 'light'}", mean < 0.2 if dark_theme else mean > 0.6, True)
         expect(f"{name} window has readable text", readable > 1000, True)
 
 

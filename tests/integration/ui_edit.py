@@ -72,7 +72,15 @@ def bmp(width, height):
 
 
 def screenshot(window, name):
+    """The window once it has finished painting: two grabs in a row that agree (a fresh window paints in steps)."""
     path = os.path.join(SHOTS, name)
+    previous = None
+    for _ in range(40):
+        grab = subprocess.run(["import", "-window", window, "rgb:-"], check=True, capture_output=True).stdout
+        if grab == previous:
+            break
+        previous = grab
+        time.sleep(0.1)
     subprocess.run(["import", "-window", window, path], check=True, capture_output=True)
     return path
 

@@ -15,8 +15,9 @@ class DatePickerDialog : public Window {
   bool Run(HWND owner) {
     if (!Create(L"Choose a date", 10, 10, owner)) return false;
     calendar_ = Add(MONTHCAL_CLASSW, L"", WS_TABSTOP | WS_BORDER, 6, 6, 10, 10, kCalendar);
-    if (theme_.dark()) {
-      // The platform draws a calendar in its own colours only while visual styles are off for it.
+    {
+      // The platform draws a calendar in given colours only while visual styles are off for it. Both themes
+      // give them: the stock title is white on a light blue, well below 7:1.
       SetWindowTheme(calendar_, L"", L"");
       const Palette& p = theme_.colours();
       SendMessageW(calendar_, MCM_SETCOLOR, MCSC_BACKGROUND, ToColorRef(p.window));

@@ -242,6 +242,29 @@ def run(tmp, env):
     expect("Esc, No closes", ed.closed(), 0)
     expect("the unsaved title was not written", id3(path).get("TIT2"), "New title")
 
+    # Errors show in the window and change nothing: a missing file, a file the plug-in refuses.
+    ed = Editor(os.path.join(tmp, "missing.wav"), "light", env)
+    screenshot(ed.window, "light-missing-file.png")
+    ed.keys("Escape")
+    expect("a missing file: Esc closes", ed.closed(), 0)
+    # A RIFF WAVE file without a 'data' chunk: the plug-in refuses it, so Save has nothing to write to.
+    refused = os.path.join(tmp, "no-data-chunk.wav")
+    fmt = struct.pack("<HHIIHH", 1, 2, 44100, 176400, 4, 16)
+    with open(refused, "wb") as f:
+        f.write(b"RIFF" + struct.pack("<I", 4 + 8 + len(fmt)) + b"WAVE" + b"fmt " + struct.pack("<I", len(fmt)) + fmt)
+    with open(refused, "rb") as f:
+        before = f.read()
+    ed = Editor(refused, "light", env)
+    ed.type("Cannot be written")
+    ed.keys("ctrl+s")
+    screenshot(ed.window, "light-refused-file.png")
+    ed.keys("Escape")
+    wait_for("the unsaved-changes question", lambda: find_window("Unsaved changes"))
+    ed.keys("n")
+    expect("a refused file: closes after the question", ed.closed(), 0)
+    with open(refused, "rb") as f:
+        expect("a refused file is unchanged", f.read() == before, True)
+
     # Without --theme the user's Windows setting decides: AppsUseLightTheme 0 asks for the dark theme.
     personalize = r"HKCU\Software\Microsoft\Windows\CurrentVersion\Themes\Personalize"
     reg = HOST[:-1] + ["reg"] if len(HOST) > 1 else ["reg"]

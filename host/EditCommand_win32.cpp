@@ -224,8 +224,9 @@ class EditorWindow : public Window {
 
   void ShowCover() {
     picture_->SetImage(cover_ ? cover_->data : std::vector<std::uint8_t>{});
+    // The picture box says "No cover" itself; the size line under it then stays empty.
     SetWindowTextW(coverSize_,
-                   cover_ ? W(DescribeImage(ByteSpan(cover_->data.data(), cover_->data.size()))).c_str() : L"No cover");
+                   cover_ ? W(DescribeImage(ByteSpan(cover_->data.data(), cover_->data.size()))).c_str() : L"");
   }
 
   void FillList() {

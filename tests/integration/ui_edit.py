@@ -278,6 +278,22 @@ def run(tmp, env):
     finally:
         subprocess.run(reg + ["delete", personalize, "/v", "AppsUseLightTheme", "/f"], capture_output=True)
 
+    # At 144 DPI the dialog font grows by half, and the whole layout with it.
+    desktop = r"HKCU\Control Panel\Desktop"
+    subprocess.run(reg + ["add", desktop, "/v", "LogPixels", "/t", "REG_DWORD", "/d", "144", "/f"],
+                   check=True, capture_output=True)
+    try:
+        ed = Editor(path, "dark", env)
+        scaled = screenshot(ed.window, "dark-144-dpi.png")
+        ed.keys("Escape")
+        expect("Esc closes the 144 DPI window", ed.closed(), 0)
+    finally:
+        subprocess.run(reg + ["delete", desktop, "/v", "LogPixels", "/f"], capture_output=True)
+    width96, height96 = pixels(light)[:2]
+    width144, height144 = pixels(scaled)[:2]
+    print(f"window at 96 DPI {width96}x{height96}, at 144 DPI {width144}x{height144}")
+    expect("the layout scales with the DPI", 1.3 < width144 / width96 < 1.7 and 1.3 < height144 / height96 < 1.7, True)
+
     for name, shot, dark_theme in (("light", light, False), ("dark", dark, True), ("by setting", by_setting, True)):
         mean, readable = look(shot)
         print(f"{name}: mean luminance {mean:.3f}, {readable} pixels at 7:1 or more")

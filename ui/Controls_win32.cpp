@@ -26,7 +26,8 @@ LRESULT CALLBACK FramedProcedure(HWND hwnd, UINT msg, WPARAM wp, LPARAM lp, UINT
     PaintFrame(hwnd, *reinterpret_cast<const Theme*>(data), false);
     return 0;
   }
-  if (msg == WM_SETFOCUS && (GetWindowLongW(hwnd, GWL_STYLE) & ES_READONLY)) {
+  wchar_t cls[8] = {};
+  if (msg == WM_SETFOCUS && GetClassNameW(hwnd, cls, 8) && lstrcmpiW(cls, L"Edit") == 0) {
     const LRESULT result = DefSubclassProc(hwnd, msg, wp, lp);
     SendMessageW(hwnd, EM_SETSEL, 0, -1);
     return result;

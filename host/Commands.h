@@ -23,6 +23,8 @@ int CommandConvert(Session& s, const Words& args);
 int CommandTags(Session& s, const Words& args);
 int CommandTag(Session& s, const Words& args);
 int CommandUntag(Session& s, const Words& args);
+// The tag editor window (Windows build; elsewhere it says so and returns 2).
+int CommandEdit(Session& s, const Words& args);
 // What the plug-in offers, and the tagging settings.
 int CommandFormats(Session& s);
 int CommandOptions(Session& s);

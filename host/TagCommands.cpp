@@ -10,6 +10,7 @@
 #include "host/Arguments.h"
 #include "host/Commands.h"
 #include "host/TagBlock.h"
+#include "host/TagEdits.h"
 #include "host/TagPrint.h"
 #include "io/Text.h"
 #include "tags/TagList.h"
@@ -20,8 +21,8 @@ bool ReadImage(const std::string& path, std::vector<std::uint8_t>& out) {
   out.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
   return in.good() || in.eof();
 }
+}  // namespace
 
-// The picture tag named as the plug-in names pictures: ordinal, type, description.
 bool AddPicture(std::vector<HostTag>& tags, const std::string& path, long long type, const std::string& description) {
   std::vector<std::uint8_t> image;
   if (!ReadImage(path, image) || image.empty()) return false;
@@ -31,7 +32,38 @@ bool AddPicture(std::vector<HostTag>& tags, const std::string& path, long long t
   tags.push_back({name, u"", std::move(image)});
   return true;
 }
-}  // namespace
+
+bool ReadTags(Session& s, const std::u16string& file, std::vector<HostTag>& tags) {
+  OpenRecord record{};
+  record.FileName = reinterpret_cast<const WaveChar*>(file.c_str());
+  record.Flags = kOpenReadTags;
+  const int ok = s.plugin.Open(s.decoder, &record);
+  // The block belongs to the plug-in until Close: read it first.
+  tags = ok ? ParseTagBlock(record.TagData, record.TagDataBytes) : std::vector<HostTag>{};
+  s.plugin.Close(s.decoder, 0);
+  return ok != 0;
+}
+
+bool WriteTags(Session& s, const std::u16string& file, const std::vector<HostTag>& tags) {
+  const std::vector<std::uint8_t> block = BuildTagBlock(tags);
+  SetRecord record{};
+  record.FileName = reinterpret_cast<const WaveChar*>(file.c_str());
+  record.TagData = block.data();
+  record.Value = std::int32_t(block.size());
+  return s.plugin.Set(s.decoder, reinterpret_cast<const WaveChar*>(u"IDTags"), &record) != 0;
+}
+
+bool DeleteTags(Session& s, const std::u16string& file, const std::vector<std::u16string>& names) {
+  std::u16string list;
+  for (const auto& n : names) {
+    // The list cannot hold an empty string: "[Empty]" stands for it.
+    list += n.empty() ? std::u16string(u"[Empty]") : n;
+    list.push_back(u'\0');
+  }
+  list.push_back(u'\0');
+  return s.plugin.DeleteATag(s.decoder, reinterpret_cast<const WaveChar*>(file.c_str()),
+                             names.empty() ? nullptr : reinterpret_cast<const WaveChar*>(list.c_str())) != 0;
+}
 
 int CommandTags(Session& s, const Words& args) {
   const Arguments a(args, {"--trace", "--json"}, {"--timeout"});
@@ -77,13 +109,7 @@ int CommandTag(Session& s, const Words& args) {
     }
   }
   if (tags.empty()) return UsageError();
-  const std::vector<std::uint8_t> block = BuildTagBlock(tags);
-  const std::u16string name = Utf8ToWide(a.First());
-  SetRecord record{};
-  record.FileName = reinterpret_cast<const WaveChar*>(name.c_str());
-  record.TagData = block.data();
-  record.Value = std::int32_t(block.size());
-  const int ok = s.plugin.Set(s.decoder, reinterpret_cast<const WaveChar*>(u"IDTags"), &record);
+  const int ok = WriteTags(s, Utf8ToWide(a.First()), tags);
   s.ReportResult("IDTags", ok, a.Has("--trace"));
   return ok ? 0 : 1;
 }
@@ -91,18 +117,9 @@ int CommandTag(Session& s, const Words& args) {
 int CommandUntag(Session& s, const Words& args) {
   const Arguments a(args, {"--trace"}, {});
   if (!a.ok() || a.positional().empty()) return UsageError();
-  std::u16string names;
-  for (std::size_t i = 1; i < a.positional().size(); ++i) {
-    // The list cannot hold an empty string: "[Empty]" stands for it.
-    const std::string& word = a.positional()[i];
-    names += word.empty() ? std::u16string(u"[Empty]") : Utf8ToWide(word);
-    names.push_back(u'\0');
-  }
-  const bool all = names.empty();
-  names.push_back(u'\0');
-  const std::u16string name = Utf8ToWide(a.First());
-  const int ok = s.plugin.DeleteATag(s.decoder, reinterpret_cast<const WaveChar*>(name.c_str()),
-                                     all ? nullptr : reinterpret_cast<const WaveChar*>(names.c_str()));
+  std::vector<std::u16string> names;
+  for (std::size_t i = 1; i < a.positional().size(); ++i) names.push_back(Utf8ToWide(a.positional()[i]));
+  const int ok = DeleteTags(s, Utf8ToWide(a.First()), names);
   s.ReportResult("DeleteATag", ok, a.Has("--trace"));
   return ok ? 0 : 1;
 }

@@ -45,6 +45,8 @@ extern const char kUsage[] =
     "  untag FILE [NAME...] [--trace]\n"
     "                        delete the named tags, or every tag when none is named\n"
     "  settings [NAME VALUE] the eight tagging settings as stored, or change one\n"
+    "  edit FILE [--theme dark|light]\n"
+    "                        the tags of FILE in a window (Windows build only)\n"
     "Exit status: 0 success; 1 the operation failed (the plug-in said no, with its\n"
     "error and information lines on stderr); 2 bad usage.\n";
 
@@ -62,8 +64,8 @@ int HostMain(const std::vector<std::string>& argv) {
   const std::string command = args[0];
   args.erase(args.begin());
   if (command == "settings") return CommandSettings(args);
-  constexpr std::array<std::string_view, 9> kCommands = {"open", "info",    "decode",  "tags",   "tag",
-                                                         "untag", "formats", "options", "convert"};
+  constexpr std::array<std::string_view, 10> kCommands = {"open",  "info",    "decode",  "tags",    "tag",
+                                                          "untag", "formats", "options", "convert", "edit"};
   if (std::find(kCommands.begin(), kCommands.end(), command) == kCommands.end()) {
     std::fprintf(stderr, "wavehost: unknown command '%s'\n%s", command.c_str(), kUsage);
     return 2;
@@ -76,6 +78,7 @@ int HostMain(const std::vector<std::string>& argv) {
   if (command == "options") return CommandOptions(session);
   if (command == "tag") return CommandTag(session, args);
   if (command == "untag") return CommandUntag(session, args);
+  if (command == "edit") return CommandEdit(session, args);
   if (command == "info") return CommandInfo(session, args);
   if (command == "decode") return CommandDecode(session, args);
   if (command == "convert") return CommandConvert(session, args);

@@ -1,0 +1,305 @@
+#!/usr/bin/python3
+"""wavehost edit driven as a person drives it: under Wine in a virtual X server
+(Xvfb, on a display of its own), the window is found by its title, a new title
+and date are typed, Ctrl+S saves, and the file is read back with wavehost tags
+and mutagen; the date picker opens with F4 and Enter accepts it; Esc closes,
+asking first when a change is unsaved. Screenshots of both themes are kept in
+SHOTS for a person to look at, and checked: the dark window dark, the light one
+light, and text drawn at 7:1 contrast or more against the background.
+
+usage: ui_edit.py SHOTS WAVEHOST [RUNNER...]"""
+import os
+import re
+import shutil
+import struct
+import subprocess
+import sys
+import tempfile
+import time
+
+from mutagen.wave import WAVE
+
+from checks import Checks, program_command
+
+SHOTS = sys.argv[1]
+HOST = program_command(sys.argv[2:])
+SAMPLE = os.path.join(os.path.dirname(__file__), "..", "..", "samples", "tone-stereo-16.wav")
+checks = Checks()
+expect = checks.expect
+
+
+def wait_for(what, probe, timeout=30.0):
+    """Polls probe() until it returns something true; fails the test after timeout seconds."""
+    end = time.monotonic() + timeout
+    while time.monotonic() < end:
+        got = probe()
+        if got:
+            return got
+        time.sleep(0.05)
+    raise SystemExit(f"FAIL timed out waiting for {what}")
+
+
+def xdo(*args):
+    return subprocess.run(["xdotool", *args], capture_output=True, text=True).stdout.split()
+
+
+def find_window(name):
+    return (xdo("search", "--onlyvisible", "--name", name) or [None])[0]
+
+
+def host(*args):
+    return subprocess.run(HOST + list(args), capture_output=True, text=True)
+
+
+def id3(path):
+    tags = WAVE(path).tags
+    return {k: str(v) for k, v in tags.items()} if tags else {}
+
+
+def probe_date(path):
+    out = subprocess.run(["ffprobe", "-v", "error", "-show_entries", "format_tags=date", "-of", "csv=p=0", path],
+                         capture_output=True, text=True).stdout
+    return out.strip()
+
+
+def bmp(width, height):
+    """A 24-bit picture: a blue to orange gradient, so a person can see that it was drawn."""
+    row = b"".join(bytes((255 - 255 * x // width, 128, 255 * x // width)) for x in range(width))
+    row += b"\0" * (-len(row) % 4)
+    pixels = row * height
+    info = struct.pack("<IiiHHIIiiII", 40, width, height, 1, 24, 0, len(pixels), 2835, 2835, 0, 0)
+    return b"BM" + struct.pack("<IHHI", 14 + len(info) + len(pixels), 0, 0, 54) + info + pixels
+
+
+def screenshot(window, name):
+    """The window once it has finished painting: two grabs in a row that agree (a fresh window paints in steps)."""
+    path = os.path.join(SHOTS, name)
+    previous = None
+    for _ in range(40):
+        grab = subprocess.run(["import", "-window", window, "rgb:-"], check=True, capture_output=True).stdout
+        if grab == previous:
+            break
+        previous = grab
+        time.sleep(0.1)
+    subprocess.run(["import", "-window", window, path], check=True, capture_output=True)
+    return path
+
+
+def pixels(path):
+    size = subprocess.run(["identify", "-format", "%w %h", path], check=True, capture_output=True, text=True)
+    w, h = map(int, size.stdout.split())
+    raw = subprocess.run(["convert", path, "-depth", "8", "rgb:-"], check=True, capture_output=True).stdout
+    return w, h, [raw[i:i + 3] for i in range(0, len(raw), 3)]
+
+
+def luminance(rgb):
+    def linear(c):
+        c /= 255
+        return c / 12.92 if c <= 0.04045 else ((c + 0.055) / 1.055) ** 2.4
+    r, g, b = rgb
+    return 0.2126 * linear(r) + 0.7152 * linear(g) + 0.0722 * linear(b)
+
+
+def look(path):
+    """(mean luminance, pixels at 7:1 or more against the commonest colour, the background)."""
+    _, _, px = pixels(path)
+    counts = {}
+    for p in px:
+        counts[p] = counts.get(p, 0) + 1
+    background = max(counts, key=counts.get)
+    lb = luminance(background)
+    mean = sum(luminance(p) * n for p, n in counts.items()) / len(px)
+    readable = 0
+    for p, n in counts.items():
+        lp = luminance(p)
+        if (max(lp, lb) + 0.05) / (min(lp, lb) + 0.05) >= 7:
+            readable += n
+    return mean, readable
+
+
+class Editor:
+    def __init__(self, path, theme, env):
+        self.title = os.path.basename(path)
+        started = time.monotonic()
+        forced = ["--theme", theme] if theme else []
+        self.proc = subprocess.Popen(HOST + ["edit", path] + forced, env=env,
+                                     stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        self.window = wait_for(f"the {theme} window", lambda: self.alive() and find_window(self.title))
+        self.shown_after = time.monotonic() - started
+        # Without a window manager nobody gives the new window the X focus, which keys follow: the test does.
+        subprocess.run(["xdotool", "windowfocus", "--sync", self.window], check=True, capture_output=True, timeout=10)
+
+    def alive(self):
+        if self.proc.poll() is not None:
+            raise SystemExit(f"FAIL wavehost edit ended early: {self.proc.returncode}\n{self.proc.stderr.read()}")
+        return True
+
+    def keys(self, *keys):
+        subprocess.run(["xdotool", "key", "--clearmodifiers", *keys], check=True, timeout=10)
+
+    def type(self, text):
+        subprocess.run(["xdotool", "type", "--delay", "20", text], check=True, timeout=30)
+
+    def closed(self, timeout=15):
+        end = time.monotonic() + timeout
+        while time.monotonic() < end:
+            if self.proc.poll() is not None:
+                return self.proc.returncode
+            time.sleep(0.05)
+        self.proc.kill()
+        self.proc.wait()
+        return "hung"
+
+
+def main():
+    os.makedirs(SHOTS, exist_ok=True)
+    for old in os.listdir(SHOTS):
+        os.remove(os.path.join(SHOTS, old))
+    xvfb = subprocess.Popen(["Xvfb", "-displayfd", "1", "-screen", "0", "1280x1024x24", "-nolisten", "tcp"],
+                            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+    try:
+        display = ":" + xvfb.stdout.readline().decode().strip()
+        env = dict(os.environ, DISPLAY=display)
+        os.environ["DISPLAY"] = display
+        with tempfile.TemporaryDirectory() as tmp:
+            run(tmp, env)
+    finally:
+        subprocess.run(["wineserver", "-k"], capture_output=True)
+        xvfb.terminate()
+        xvfb.wait()
+    checks.finish()
+
+
+def run(tmp, env):
+    path = os.path.join(tmp, "tagged-copy.wav")
+    shutil.copy(SAMPLE, path)
+    cover = os.path.join(tmp, "cover.bmp")
+    with open(cover, "wb") as f:
+        f.write(bmp(96, 96))
+    r = host("tag", path, "Title=Old title", "Artist=Ann Example", "Album=Tones", "Track=2/10", "Year=1999",
+             "Genre=Test", "Comment=made for the window test", "Mood=calm", "--picture", cover)
+    expect("tagging the copy", r.returncode, 0)
+
+    # Light: Title has the focus with its text selected, so typing replaces it; Alt+D goes to Date.
+    ed = Editor(path, "light", env)
+    print(f"light window shown {ed.shown_after:.2f} s after start")
+    ed.type("New title")
+    ed.keys("alt+d")
+    ed.type("2004-05")
+    ed.keys("ctrl+s")
+    wait_for("the saved title", lambda: id3(path).get("TIT2") == "New title")
+    # ID3v2.3 cannot hold a year and month without a day; the INFO list keeps the form as typed.
+    expect("date typed as year and month", probe_date(path), "2004-05")
+    light = screenshot(ed.window, "light.png")
+
+    # The picker opens on the typed month; Enter takes its first day.
+    ed.keys("alt+d")
+    ed.keys("F4")
+    picker = wait_for("the date picker", lambda: find_window("Choose a date"))
+    screenshot(picker, "light-date-picker.png")
+    ed.keys("Return")
+    wait_for("the picker to close", lambda: not find_window("Choose a date"))
+    ed.keys("ctrl+s")
+    wait_for("the picked date", lambda: id3(path).get("TDRC") == "2004-05-01")
+    ed.keys("Escape")
+    expect("Esc after saving closes at once", ed.closed(), 0)
+
+    shown = host("tags", path).stdout
+    expect("wavehost tags: title", re.search(r"^Title *: New title$", shown, re.M) is not None, True)
+    expect("wavehost tags: date", re.search(r"^Year *: 2004-05-01$", shown, re.M) is not None, True)
+    expect("ffprobe: date", probe_date(path), "2004-05-01")
+    expect("wavehost tags: untouched artist", re.search(r"^Artist *: Ann Example$", shown, re.M) is not None, True)
+    expect("mutagen: cover kept", any(k.startswith("APIC") for k in id3(path)), True)
+
+    # Dark: an unsaved change makes Esc ask; "No" closes without writing.
+    ed = Editor(path, "dark", env)
+    print(f"dark window shown {ed.shown_after:.2f} s after start")
+    # Options: the first drop-down (Tag Creation) one choice down, Enter stores it where wavehost settings reads.
+    ed.keys("alt+p")
+    options = wait_for("the options dialog", lambda: find_window("Tagging options"))
+    screenshot(options, "dark-options.png")
+    ed.keys("Down")
+    ed.keys("Return")
+    wait_for("the options dialog to close", lambda: not find_window("Tagging options"))
+    try:
+        stored = host("settings").stdout
+        expect("option stored", re.search(r"WaveTagDefault +1$", stored, re.M) is not None, True)
+    finally:
+        host("settings", "WaveTagDefault", "0")
+    ed.keys("alt+t")
+    ed.type("Unsaved")
+    dark = screenshot(ed.window, "dark.png")
+    ed.keys("alt+d")
+    ed.keys("F4")
+    picker = wait_for("the dark date picker", lambda: find_window("Choose a date"))
+    screenshot(picker, "dark-date-picker.png")
+    ed.keys("Escape")
+    wait_for("the picker to close", lambda: not find_window("Choose a date"))
+    ed.keys("Escape")
+    question = wait_for("the unsaved-changes question", lambda: find_window("Unsaved changes"))
+    screenshot(question, "dark-unsaved-question.png")
+    ed.keys("n")
+    expect("Esc, No closes", ed.closed(), 0)
+    expect("the unsaved title was not written", id3(path).get("TIT2"), "New title")
+
+    # Errors show in the window and change nothing: a missing file, a file the plug-in refuses.
+    ed = Editor(os.path.join(tmp, "missing.wav"), "light", env)
+    screenshot(ed.window, "light-missing-file.png")
+    ed.keys("Escape")
+    expect("a missing file: Esc closes", ed.closed(), 0)
+    # A RIFF WAVE file without a 'data' chunk: the plug-in refuses it, so Save has nothing to write to.
+    refused = os.path.join(tmp, "no-data-chunk.wav")
+    fmt = struct.pack("<HHIIHH", 1, 2, 44100, 176400, 4, 16)
+    with open(refused, "wb") as f:
+        f.write(b"RIFF" + struct.pack("<I", 4 + 8 + len(fmt)) + b"WAVE" + b"fmt " + struct.pack("<I", len(fmt)) + fmt)
+    with open(refused, "rb") as f:
+        before = f.read()
+    ed = Editor(refused, "light", env)
+    ed.type("Cannot be written")
+    ed.keys("ctrl+s")
+    screenshot(ed.window, "light-refused-file.png")
+    ed.keys("Escape")
+    wait_for("the unsaved-changes question", lambda: find_window("Unsaved changes"))
+    ed.keys("n")
+    expect("a refused file: closes after the question", ed.closed(), 0)
+    with open(refused, "rb") as f:
+        expect("a refused file is unchanged", f.read() == before, True)
+
+    # Without --theme the user's Windows setting decides: AppsUseLightTheme 0 asks for the dark theme.
+    personalize = r"HKCU\Software\Microsoft\Windows\CurrentVersion\Themes\Personalize"
+    reg = HOST[:-1] + ["reg"] if len(HOST) > 1 else ["reg"]
+    subprocess.run(reg + ["add", personalize, "/v", "AppsUseLightTheme", "/t", "REG_DWORD", "/d", "0", "/f"],
+                   check=True, capture_output=True)
+    try:
+        ed = Editor(path, None, env)
+        by_setting = screenshot(ed.window, "dark-by-windows-setting.png")
+        ed.keys("Escape")
+        expect("Esc closes the window opened by the setting", ed.closed(), 0)
+    finally:
+        subprocess.run(reg + ["delete", personalize, "/v", "AppsUseLightTheme", "/f"], capture_output=True)
+
+    # At 144 DPI the dialog font grows by half, and the whole layout with it.
+    desktop = r"HKCU\Control Panel\Desktop"
+    subprocess.run(reg + ["add", desktop, "/v", "LogPixels", "/t", "REG_DWORD", "/d", "144", "/f"],
+                   check=True, capture_output=True)
+    try:
+        ed = Editor(path, "dark", env)
+        scaled = screenshot(ed.window, "dark-144-dpi.png")
+        ed.keys("Escape")
+        expect("Esc closes the 144 DPI window", ed.closed(), 0)
+    finally:
+        subprocess.run(reg + ["delete", desktop, "/v", "LogPixels", "/f"], capture_output=True)
+    width96, height96 = pixels(light)[:2]
+    width144, height144 = pixels(scaled)[:2]
+    print(f"window at 96 DPI {width96}x{height96}, at 144 DPI {width144}x{height144}")
+    expect("the layout scales with the DPI", 1.3 < width144 / width96 < 1.7 and 1.3 < height144 / height96 < 1.7, True)
+
+    for name, shot, dark_theme in (("light", light, False), ("dark", dark, True), ("by setting", by_setting, True)):
+        mean, readable = look(shot)
+        print(f"{name}: mean luminance {mean:.3f}, {readable} pixels at 7:1 or more")
+        expect(f"{name} window is {'dark' if dark_theme else 'light'}", mean < 0.2 if dark_theme else mean > 0.6, True)
+        expect(f"{name} window has readable text", readable > 1000, True)
+
+
+if __name__ == "__main__":
+    main()

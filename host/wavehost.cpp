@@ -36,6 +36,7 @@ extern const char kUsage[] =
     "  settings [NAME VALUE] the eight tagging settings as stored, or change one\n";
 
 int HostMain(const std::vector<std::string>& argv) {
+  SetUpStdout();
   std::vector<std::string> args = argv;
   std::string pluginPath = ExecutableDirectory() + PluginFileName();
   if (args.size() >= 2 && args[0] == "--plugin") {

@@ -27,6 +27,10 @@ void Trace(std::u16string_view text, const TraceContext& context, const char* fu
 void TraceError(std::u16string_view text, const TraceContext& context, const char* functionName);
 // Information report: "*** Information: " line in the trace, the bare line on the information handle.
 void TraceInformation(std::u16string_view text, const TraceContext& context, const char* functionName);
+// Whether plain trace lines go anywhere: the trace handle is neither 0 nor all-ones.
+inline bool HasTraceHandle(const TraceContext& context) {
+  return context.Trace != 0 && context.Trace != ~std::uint64_t{0};
+}
 
 // One traced operation: the entry marker now, the exit marker at scope end
 // only if the operation called Ok(). A failure leaves the indentation deeper,

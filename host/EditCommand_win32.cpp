@@ -20,6 +20,14 @@
 #include "ui/Window.h"
 
 namespace {
+// The plug-in's reports hold its information lines too; the reason for a
+// failure is the last line, and a status line has room for one.
+std::u16string LastLine(std::u16string text) {
+  while (!text.empty() && (text.back() == u'\n' || text.back() == u'\r')) text.pop_back();
+  const std::size_t start = text.find_last_of(u"\r\n");
+  return start == std::u16string::npos ? text : text.substr(start + 1);
+}
+
 std::wstring W(std::u16string_view s) { return std::wstring(s.begin(), s.end()); }
 std::u16string U(const std::wstring& s) { return std::u16string(s.begin(), s.end()); }
 
@@ -193,7 +201,7 @@ class EditorWindow : public Window {
   bool Load() {
     std::vector<HostTag> tags;
     const bool ok = ReadTags(session_, file_, tags);
-    const std::u16string errors = session_.errors.TakeNew();
+    const std::u16string errors = LastLine(session_.reports.TakeNew());
     loaded_ = tags;
     others_.clear();
     cover_.reset();
@@ -406,7 +414,7 @@ class EditorWindow : public Window {
     SetCursor(LoadCursorW(nullptr, IDC_WAIT));
     const bool written = changed.empty() || WriteTags(session_, file_, changed);
     const bool deleted = !written || gone.empty() || DeleteTags(session_, file_, gone);
-    const std::u16string errors = session_.errors.TakeNew();
+    const std::u16string errors = LastLine(session_.reports.TakeNew());
     SetCursor(LoadCursorW(nullptr, IDC_ARROW));
     if (!written || !deleted) {
       SetStatus(u"Not saved: " + (errors.empty() ? std::u16string(u"the plug-in could not write the tags.") : errors));

@@ -21,6 +21,8 @@ const char* PluginFileName();
 bool StderrIsTerminal();
 // Writes text to the console behind stderr in one call (a console redraws per call, not per line).
 void WriteToConsole(const std::string& text);
+// Before any output: a full buffer for stdout unless it is an interactive console.
+void SetUpStdout();
 
 // A temporary file that the plug-in writes trace text into, read back as UTF-16.
 class TraceSink {

@@ -12,6 +12,9 @@
 
 bool StderrIsTerminal() { return isatty(2) == 1; }
 
+// The C library buffers stdout fully whenever it is not a terminal.
+void SetUpStdout() {}
+
 void WriteToConsole(const std::string& text) {
   std::fputs(text.c_str(), stderr);
   std::fflush(stderr);

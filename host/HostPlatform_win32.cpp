@@ -16,6 +16,18 @@ void WriteToConsole(const std::string& text) {
   WriteConsoleA(GetStdHandle(STD_ERROR_HANDLE), text.data(), DWORD(text.size()), &written, nullptr);
 }
 
+void SetUpStdout() {
+  DWORD mode = 0;
+  const HANDLE out = GetStdHandle(STD_OUTPUT_HANDLE);
+  if (GetConsoleMode(out, &mode)) return;
+  // On a character device that is no console (NUL) the C runtime writes each
+  // line of text mode by itself, buffer or not, and under Wine every write is
+  // a call to the server: the tags of a large file took seconds to print into
+  // nothing. Such a device gets the bytes as they are.
+  if (GetFileType(out) == FILE_TYPE_CHAR) _setmode(_fileno(stdout), _O_BINARY);
+  std::setvbuf(stdout, nullptr, _IOFBF, 1 << 16);
+}
+
 bool StderrIsTerminal() {
   // A character device such as NUL passes _isatty; only a console has a console mode.
   DWORD mode = 0;

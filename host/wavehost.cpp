@@ -51,6 +51,7 @@ extern const char kUsage[] =
     "error and information lines on stderr); 2 bad usage.\n";
 
 int HostMain(const std::vector<std::string>& argv) {
+  SetUpStdout();
   std::vector<std::string> args = argv;
   std::string pluginPath = ExecutableDirectory() + PluginFileName();
   if (args.size() >= 2 && args[0] == "--plugin") {

@@ -163,6 +163,10 @@ bool HasReplayGainTags(const TagList& tags) {
 
 void LogTags(const TagList& tags, const TraceContext& log, const char* function) {
   Trace(u" ID Tags:", log, function, true);
+  // The tag lines go to the trace handle alone. Without one they would still
+  // take the process-wide lock once per tag: a file can hold a hundred
+  // thousand, and under Wine each lock is a call to the server.
+  if (!HasTraceHandle(log)) return;
   for (std::size_t i = 0; i < tags.size(); ++i) {
     const TagEntry& tag = tags[i];
     std::u16string line = tag.name + u": ";

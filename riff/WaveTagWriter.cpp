@@ -57,10 +57,9 @@ bool Unchanged(clRIFFHandler& riff, const RIFFChunkInfo& record, std::span<const
 // as "_riff_" tags (the file's own chunks stay where they are), the version
 // note, and the bext fields, which have their own chunk.
 void DropUnwritable(TagList& tags, const TraceContext& log) {
-  for (std::size_t i = tags.size(); i-- > 0;) {
-    const std::u16string& name = tags[i].name;
-    if (StartsWithFolded(name, u"_riff_") || EqualsFolded(name, u"TagVersion")) tags.RemoveTagAt(i);
-  }
+  tags.RemoveTagsIf([](const TagEntry& tag) {
+    return StartsWithFolded(tag.name, u"_riff_") || EqualsFolded(tag.name, u"TagVersion");
+  });
   clRIFFBEXTChunk::RemoveTagsFromList(tags, log);
 }
 
@@ -186,7 +185,7 @@ bool WriteBext(clRIFFHandler& riff, const TagList& given, TagWriteMode mode, con
     clRIFFBEXTChunk().InitFrom(old, fileTags, log);
   }
   TagList tags;
-  if (!mode.deleteAll) tags = CompleteTags(given, fileTags, mode.deleteNamed);
+  if (!mode.deleteAll) tags = CompleteTags(given, std::move(fileTags), mode.deleteNamed);
   std::vector<std::uint8_t> payload;
   if (!clRIFFBEXTChunk::TagsToBEXT(payload, tags, log)) return false;
   // Version, UMID and loudness are no tags: a rewritten chunk keeps them as they were.
@@ -204,16 +203,14 @@ bool WriteBext(clRIFFHandler& riff, const TagList& given, TagWriteMode mode, con
 }
 }  // namespace
 
-TagList CompleteTags(const TagList& given, const TagList& fromFile, bool deleteNamed) {
+TagList CompleteTags(const TagList& given, TagList fromFile, bool deleteNamed) {
   TagList out;
-  TagList file = fromFile;
   if (deleteNamed) {
-    for (std::size_t i = file.size(); i-- > 0;)
-      if (given.FindTag(file[i].name, true)) file.RemoveTagAt(i);
+    fromFile.RemoveTagsNamedIn(given, true);
   } else {
     out = given;
   }
-  out.MergeTags(file, true);
+  out.TakeEntries(std::move(fromFile), true, true);
   return out;
 }
 

@@ -44,4 +44,4 @@ bool EditWaveTags(std::u16string_view path, const TagList& tags, TagWriteMode mo
                   const ID3v2ReadOptions& id3Options, const char* function);
 // The tags to write: the given ones completed with the file's (or, deleting,
 // the file's less the named ones); pictures match by name without description.
-TagList CompleteTags(const TagList& given, const TagList& fromFile, bool deleteNamed);
+TagList CompleteTags(const TagList& given, TagList fromFile, bool deleteNamed);

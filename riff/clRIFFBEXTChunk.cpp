@@ -144,8 +144,6 @@ bool clRIFFBEXTChunk::TagsToBEXT(std::vector<std::uint8_t>& out, const TagList& 
 
 bool clRIFFBEXTChunk::RemoveTagsFromList(TagList& tags, const TraceContext& log) {
   TraceScope scope(log, "clRIFFBEXTChunk::RemoveTagsFromList");
-  for (std::size_t i = tags.size(); i-- > 0;) {
-    if (IsBextTagName(tags[i].name)) tags.RemoveTagAt(i);
-  }
+  tags.RemoveTagsIf([](const TagEntry& tag) { return IsBextTagName(tag.name); });
   return scope.Ok();
 }

@@ -25,7 +25,10 @@
 
 #include "tags/TagID3v2Writer.h"
 
+#include <algorithm>
 #include <array>
+#include <deque>
+#include <map>
 #include <optional>
 #include <string_view>
 
@@ -112,11 +115,8 @@ std::optional<std::string_view> FindId(std::span<const id3parser::FrameName> tab
 }
 
 bool ContainsFolded(std::u16string_view text, std::u16string_view part) {
-  if (part.size() > text.size()) return false;
-  for (std::size_t i = 0; i + part.size() <= text.size(); ++i) {
-    if (EqualsFolded(text.substr(i, part.size()), part)) return true;
-  }
-  return false;
+  const auto same = [](char16_t a, char16_t b) { return FoldAscii(a) == FoldAscii(b); };
+  return std::search(text.begin(), text.end(), part.begin(), part.end(), same) != text.end();
 }
 
 bool MatchesForm(std::u16string_view value, std::u16string_view form) {
@@ -223,9 +223,24 @@ class TagRenderer {
   void EmitPicture(Bytes& out, const Pending& p) const;
   void AppendFrame(Bytes& out, std::string_view id, const Bytes& body) const;
 
+  // What tells frames apart: kind, identifier and description (compared as names are).
+  struct SlotKey {
+    Kind kind;
+    std::string_view id;
+    TagNameKey description;  // a view of the description in pending_
+    bool operator<(const SlotKey& o) const {
+      if (kind != o.kind) return kind < o.kind;
+      if (id != o.id) return id < o.id;
+      return description < o.description;
+    }
+  };
+
   const ID3v2WriteSettings& s_;
   int major_;
-  std::vector<Pending> pending_;  // in the order their names first appear
+  // In the order their names first appear; a deque, so that the slots' views stay put.
+  std::deque<Pending> pending_;
+  // The pending frame of each key: many user text names must not be scanned once per name.
+  std::map<SlotKey, Pending*> slots_;
   bool haveCdToc_ = false;
 };
 
@@ -332,14 +347,11 @@ std::string TagRenderer::FrameId(std::string_view id) const {
 }
 
 TagRenderer::Pending& TagRenderer::Slot(const Target& target) {
-  for (Pending& p : pending_) {
-    if (p.target.kind == target.kind && p.target.id == target.id &&
-        EqualsFolded(p.target.description, target.description)) {
-      return p;
-    }
-  }
-  pending_.push_back({target, {}, {}});
-  return pending_.back();
+  const auto found = slots_.find({target.kind, target.id, MakeTagNameKey(target.description)});
+  if (found != slots_.end()) return *found->second;
+  Pending& p = pending_.emplace_back(Pending{target, {}, {}});
+  slots_.emplace(SlotKey{target.kind, target.id, MakeTagNameKey(p.target.description)}, &p);
+  return p;
 }
 
 std::vector<std::vector<std::u16string>> TagRenderer::PerFrame(const std::vector<std::u16string>& values) const {

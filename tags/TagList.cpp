@@ -1,5 +1,8 @@
 #include "tags/TagList.h"
 
+#include <algorithm>
+#include <numeric>
+
 #include "io/ByteReader.h"
 #include "io/ByteWriter.h"
 #include "io/Text.h"
@@ -11,6 +14,9 @@ constexpr std::u16string_view kSubdesc = u"<subdesc>";
 constexpr std::int64_t kRecordOverhead = 8;
 constexpr std::size_t kCountSize = 4;
 constexpr std::size_t kLengthSize = 4;
+// The 64-bit FNV-1a hash, over the folded units of a name.
+constexpr std::uint64_t kFnvOffsetBasis = 14695981039346656037ull;
+constexpr std::uint64_t kFnvPrime = 1099511628211ull;
 
 // A picture name without its "<subdesc>..." part; any other name unchanged.
 std::u16string_view StripPictureName(std::u16string_view name) {
@@ -46,7 +52,48 @@ bool NameMatches(std::u16string_view entryName, std::u16string_view sought, bool
   return EqualsFolded(StripPictureName(entryName), StripPictureName(sought));
 }
 
+TagNameKey NameKey(std::u16string_view name, bool strip) {
+  return MakeTagNameKey(strip ? StripPictureName(name) : name);
+}
+
+// The keys of the names of several lists, one after another.
+std::vector<TagNameKey> NameKeys(std::initializer_list<const TagList*> lists, bool strip) {
+  std::vector<TagNameKey> keys;
+  for (const TagList* list : lists) {
+    for (std::size_t i = 0; i < list->size(); ++i) keys.push_back(NameKey((*list)[i].name, strip));
+  }
+  return keys;
+}
+
+// For each key, the position of the first key whose name matches it (its own
+// when none before it does): one sort, where a lookup per name would scan.
+std::vector<std::size_t> FirstOfEachName(const std::vector<TagNameKey>& keys) {
+  std::vector<std::size_t> order(keys.size());
+  std::iota(order.begin(), order.end(), std::size_t(0));
+  std::sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
+    const int c = CompareTagNameKeys(keys[a], keys[b]);
+    return c != 0 ? c < 0 : a < b;
+  });
+  std::vector<std::size_t> first(keys.size());
+  for (std::size_t i = 0, j = 0; i < order.size(); i = j) {
+    while (j < order.size() && (j == i || CompareTagNameKeys(keys[order[i]], keys[order[j]]) == 0))
+      first[order[j++]] = order[i];
+  }
+  return first;
+}
+
 }  // namespace
+
+TagNameKey MakeTagNameKey(std::u16string_view name) {
+  std::uint64_t hash = kFnvOffsetBasis;
+  for (const char16_t unit : name) hash = (hash ^ FoldAscii(unit)) * kFnvPrime;
+  return {hash, name};
+}
+
+int CompareTagNameKeys(const TagNameKey& a, const TagNameKey& b) {
+  if (a.hash != b.hash) return a.hash < b.hash ? -1 : 1;
+  return CompareFolded(a.name, b.name);
+}
 
 TagEntry* TagList::FindTag(std::u16string_view name, bool strip) {
   for (auto& entry : entries_) {
@@ -88,9 +135,13 @@ TagEntry& TagList::AddTag(std::u16string_view name, std::u16string_view value, s
   return entry;
 }
 
-void TagList::TakeEntries(TagList&& other, bool firstWins) {
-  for (auto& entry : other.entries_)
-    if (!firstWins || !FindTag(entry->name)) entries_.push_back(std::move(entry));
+void TagList::TakeEntries(TagList&& other, bool firstWins, bool strip) {
+  const std::size_t before = entries_.size();
+  const std::vector<std::size_t> first =
+      firstWins ? FirstOfEachName(NameKeys({this, &other}, strip)) : std::vector<std::size_t>();
+  for (std::size_t i = 0; i < other.entries_.size(); ++i) {
+    if (!firstWins || first[before + i] == before + i) entries_.push_back(std::move(other.entries_[i]));
+  }
   other.Clear();
 }
 
@@ -107,10 +158,21 @@ void TagList::CopyTags(const TagList& other) {
   for (std::size_t i = 0; i < other.size(); ++i) AddTagCopy(other[i]);
 }
 
+void TagList::RemoveTagsNamedIn(const TagList& names, bool strip) {
+  if (this == &names) return Clear();
+  std::vector<TagNameKey> named = NameKeys({&names}, strip);
+  std::sort(named.begin(), named.end());
+  RemoveTagsIf([&](const TagEntry& entry) {
+    return std::binary_search(named.begin(), named.end(), NameKey(entry.name, strip));
+  });
+}
+
 void TagList::MergeTags(const TagList& other, bool strip) {
   if (this == &other) return;
+  const std::size_t before = entries_.size();
+  const std::vector<std::size_t> first = FirstOfEachName(NameKeys({this, &other}, strip));
   for (std::size_t i = 0; i < other.size(); ++i) {
-    if (FindTag(other[i].name, strip) == nullptr) AddTagCopy(other[i]);
+    if (first[before + i] == before + i) AddTagCopy(other[i]);
   }
 }
 

@@ -8,6 +8,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 struct TagEntry {
@@ -37,10 +38,16 @@ class TagList {
   // Takes the data instead of copying it (a picture may be large).
   TagEntry& AddTag(std::u16string_view name, std::u16string_view value, std::vector<std::uint8_t>&& data);
   // Moves the other list's entries to the end of this one, in order; with firstWins only those
-  // whose names this list lacks yet (the rest are dropped). The other list is left empty.
-  void TakeEntries(TagList&& other, bool firstWins = false);
+  // whose names this list lacks yet (the rest are dropped; strip as in FindTag). The other list is left empty.
+  // Merges by name sort the names once (n log n) and leave the current entry where it is.
+  void TakeEntries(TagList&& other, bool firstWins = false, bool strip = false);
   // An index at or past the end does nothing.
   void RemoveTagAt(std::size_t index);
+  // Removes every entry the predicate picks, in one pass; the others keep their order.
+  template <typename Pick>
+  void RemoveTagsIf(Pick pick);
+  // Removes every entry whose name the other list holds (strip as in FindTag).
+  void RemoveTagsNamedIn(const TagList& names, bool strip = false);
   void CopyTags(const TagList& other);
   // Appends copies of the other list's entries whose names this list lacks.
   void MergeTags(const TagList& other, bool strip = false);
@@ -62,6 +69,29 @@ class TagList {
   std::vector<std::unique_ptr<TagEntry>> entries_;
   TagEntry* current_ = nullptr;
 };
+
+template <typename Pick>
+void TagList::RemoveTagsIf(Pick pick) {
+  std::erase_if(entries_, [&](const std::unique_ptr<TagEntry>& entry) {
+    if (!pick(std::as_const(*entry))) return false;
+    if (current_ == entry.get()) current_ = nullptr;
+    return true;
+  });
+}
+
+// A name as tag lists compare names, with a hash of its folded units. Ordered
+// by the hash first and by the whole name only where hashes agree, names that
+// are equal sort together and most comparisons look at one number: a file
+// with a hundred thousand names is sorted or searched quickly, and names made
+// to collide still cost no more than n log n comparisons of names.
+struct TagNameKey {
+  std::uint64_t hash = 0;
+  std::u16string_view name;  // a view: the name must outlive the key
+};
+TagNameKey MakeTagNameKey(std::u16string_view name);
+// Three-way comparison of two keys; 0 exactly when their names match.
+int CompareTagNameKeys(const TagNameKey& a, const TagNameKey& b);
+inline bool operator<(const TagNameKey& a, const TagNameKey& b) { return CompareTagNameKeys(a, b) < 0; }
 
 // Picture entries are named "_albumart_" + ordinal + type suffix [+ "<subdesc>" + description].
 bool IsAlbumArtName(std::u16string_view name);

@@ -5,7 +5,9 @@
 #include "io/ByteWriter.h"
 #include "riff/clRIFFBEXTChunk.h"
 
-Bytes InfoList(TextFields subChunks) {
+namespace {
+template <typename Fields>
+Bytes InfoListOf(const Fields& subChunks) {
   Bytes out;
   ByteWriter w(out);
   w.Text("INFO");
@@ -19,7 +21,8 @@ Bytes InfoList(TextFields subChunks) {
   return out;
 }
 
-Bytes Id3v23Tag(TextFields frames, std::uint32_t claimExtra) {
+template <typename Fields>
+Bytes Id3v23TagOf(const Fields& frames, std::uint32_t claimExtra) {
   Bytes body;
   ByteWriter w(body);
   for (const auto& [id, text] : frames) {
@@ -40,6 +43,12 @@ Bytes Id3v23Tag(TextFields frames, std::uint32_t claimExtra) {
   t.Bytes(body);
   return tag;
 }
+}  // namespace
+
+Bytes InfoList(TextFields subChunks) { return InfoListOf(subChunks); }
+Bytes InfoList(const TextFieldList& subChunks) { return InfoListOf(subChunks); }
+Bytes Id3v23Tag(TextFields frames, std::uint32_t claimExtra) { return Id3v23TagOf(frames, claimExtra); }
+Bytes Id3v23Tag(const TextFieldList& frames, std::uint32_t claimExtra) { return Id3v23TagOf(frames, claimExtra); }
 
 Bytes BextRecord(const std::string& description, std::uint16_t version, std::uint8_t umidFill) {
   Bytes out(clRIFFBEXTChunk::kFixedSize, 0);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -163,6 +164,44 @@ TEST(TagList, RemoveCopyAndMerge) {
   plain.MergeTags(other);
   EXPECT_EQ(plain.size(), 5u);
   EXPECT_EQ(plain[4].name, u"_albumart_1_Media<subdesc>x");
+}
+
+// Merging and removing by sorted names keep exactly what one FindTag per name
+// keeps, over generated names that differ in ASCII case, in non-ASCII
+// capitals (which do not fold) and in picture descriptions.
+TEST(TagList, MergesKeepWhatALookupPerNameKeeps) {
+  const std::u16string parts[] = {u"_albumart_1_x", u"a",          u"A",          u"\u00e9",
+                                  u"\u00c9",        u"<subdesc>d", u"<subdesc>D", u""};
+  std::mt19937 random(7);
+  const auto makeList = [&](std::size_t size) {
+    TagList list;
+    for (std::size_t i = 0; i < size; ++i) {
+      std::u16string name;
+      for (int k = 0; k < 3; ++k) name += parts[random() % std::size(parts)];
+      list.AddTag(name, ToText(std::int64_t(i)));
+    }
+    return list;
+  };
+  const auto text = [](const TagList& list) {
+    std::u16string out;
+    for (std::size_t i = 0; i < list.size(); ++i) out += list[i].name + u"=" + list[i].value + u";";
+    return WideToUtf8(out);
+  };
+  for (int round = 0; round < 300; ++round) {
+    const bool strip = round % 2 == 1;
+    const TagList base = makeList(random() % 8), other = makeList(random() % 16);
+    TagList merged(base), expectedMerge(base), taken(base), moved(other), removed(base), expectedRemoval;
+    for (std::size_t i = 0; i < other.size(); ++i)
+      if (!expectedMerge.FindTag(other[i].name, strip)) expectedMerge.AddTagCopy(other[i]);
+    for (std::size_t i = 0; i < base.size(); ++i)
+      if (!other.FindTag(base[i].name, strip)) expectedRemoval.AddTagCopy(base[i]);
+    merged.MergeTags(other, strip);
+    taken.TakeEntries(std::move(moved), true, strip);
+    removed.RemoveTagsNamedIn(other, strip);
+    EXPECT_EQ(text(merged), text(expectedMerge)) << "round " << round;
+    EXPECT_EQ(text(taken), text(expectedMerge)) << "round " << round;
+    EXPECT_EQ(text(removed), text(expectedRemoval)) << "round " << round;
+  }
 }
 
 TEST(TagListPictures, TypeNamesAndNumbers) {

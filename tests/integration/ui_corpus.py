@@ -52,6 +52,9 @@ def main():
                             stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
     try:
         os.environ["DISPLAY"] = ":" + xvfb.stdout.readline().decode().strip()
+        # A Wine session left by an earlier test has its desktop on no display: windows need a new one.
+        subprocess.run(["wineserver", "-k"], capture_output=True)
+        subprocess.run(["wineserver", "-w"], capture_output=True)
         files = sorted(glob.glob(os.path.join(CORPUS, "*", "*")))
         with tempfile.TemporaryDirectory() as tmp:
             for i, source in enumerate(files):

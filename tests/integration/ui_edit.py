@@ -161,6 +161,9 @@ def main():
         display = ":" + xvfb.stdout.readline().decode().strip()
         env = dict(os.environ, DISPLAY=display)
         os.environ["DISPLAY"] = display
+        # A Wine session left by an earlier test has its desktop on no display: windows need a new one.
+        subprocess.run(["wineserver", "-k"], capture_output=True)
+        subprocess.run(["wineserver", "-w"], capture_output=True)
         with tempfile.TemporaryDirectory() as tmp:
             run(tmp, env)
     finally:

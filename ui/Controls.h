@@ -42,7 +42,7 @@ void MakeFramed(HWND control, const Theme& theme);
 // A drop-down list painted by the theme, face and arrow included.
 void MakeCombo(HWND combo, const Theme& theme);
 
-// Shows an image's bytes: a BMP drawn to fit, any other image as its kind and pixel size.
+// Shows an image's bytes drawn to fit (BMP, PNG, JPEG, GIF), or as its kind and pixel size when it cannot be drawn.
 class PictureBox {
  public:
   PictureBox(HWND box, const Theme& theme);

@@ -1,11 +1,33 @@
 #include "ui/Controls.h"
 
 #include <commctrl.h>
+#include <shlwapi.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "io/Text.h"
 #include "ui/ImageInfo.h"
+
+// The few GDI+ flat functions the picture box needs, declared here rather than through <gdiplus.h>, whose C++
+// wrappers do not build cleanly at this warning level. Every one returns 0 on success.
+extern "C" {
+struct GdiplusStartupInput {
+  UINT32 GdiplusVersion;
+  void* DebugEventCallback;
+  BOOL SuppressBackgroundThread;
+  BOOL SuppressExternalCodecs;
+};
+int WINAPI GdiplusStartup(ULONG_PTR* token, const GdiplusStartupInput* input, void* output);
+int WINAPI GdipCreateBitmapFromStream(IStream* stream, void** bitmap);
+int WINAPI GdipGetImageWidth(void* image, UINT* width);
+int WINAPI GdipGetImageHeight(void* image, UINT* height);
+int WINAPI GdipDisposeImage(void* image);
+int WINAPI GdipCreateFromHDC(HDC dc, void** graphics);
+int WINAPI GdipSetInterpolationMode(void* graphics, int mode);
+int WINAPI GdipDrawImageRectI(void* graphics, void* image, INT x, INT y, INT width, INT height);
+int WINAPI GdipDeleteGraphics(void* graphics);
+}
 
 namespace {
 std::u16string ToU16(const std::wstring& w) { return std::u16string(w.begin(), w.end()); }
@@ -202,6 +224,55 @@ LRESULT CALLBACK PictureBox::Procedure(HWND hwnd, UINT msg, WPARAM wp, LPARAM lp
   return DefSubclassProc(hwnd, msg, wp, lp);
 }
 
+namespace {
+// The largest picture that fits inside the frame with its aspect ratio kept, centred.
+RECT FitInside(const RECT& box, int width, int height) {
+  RECT inner = box;
+  InflateRect(&inner, -2, -2);
+  const int boxW = inner.right - inner.left, boxH = inner.bottom - inner.top;
+  const int scaledW = std::min(boxW, MulDiv(boxH, width, height));
+  const int scaledH = MulDiv(scaledW, height, width);
+  const int x = inner.left + (boxW - scaledW) / 2, y = inner.top + (boxH - scaledH) / 2;
+  return RECT{x, y, x + scaledW, y + scaledH};
+}
+
+// Started on the first picture rather than at program start, so that a window without a cover never loads
+// GDI+; never shut down, as the process ends soon after its window.
+bool GdiplusReady() {
+  static const bool ready = [] {
+    ULONG_PTR token = 0;
+    const GdiplusStartupInput input{1, nullptr, FALSE, FALSE};
+    return GdiplusStartup(&token, &input, nullptr) == 0;
+  }();
+  return ready;
+}
+
+// Decodes with GDI+ (PNG, JPEG, GIF and whatever else it reads). Damaged bytes make the decoder or the drawing
+// report a failure, which the caller turns into the text.
+bool DrawDecoded(HDC dc, const RECT& box, const std::vector<std::uint8_t>& bytes) {
+  if (bytes.empty() || bytes.size() > 0x7FFFFFFF || !GdiplusReady()) return false;
+  IStream* stream = SHCreateMemStream(bytes.data(), UINT(bytes.size()));
+  if (!stream) return false;
+  void* image = nullptr;
+  const bool decoded = GdipCreateBitmapFromStream(stream, &image) == 0 && image;
+  stream->Release();
+  if (!decoded) return false;
+  bool drawn = false;
+  UINT width = 0, height = 0;
+  void* graphics = nullptr;
+  if (GdipGetImageWidth(image, &width) == 0 && GdipGetImageHeight(image, &height) == 0 && width > 0 && height > 0 &&
+      width <= 0x8000 && height <= 0x8000 && GdipCreateFromHDC(dc, &graphics) == 0) {
+    constexpr int kHighQualityBicubic = 7;
+    GdipSetInterpolationMode(graphics, kHighQualityBicubic);
+    const RECT fit = FitInside(box, int(width), int(height));
+    drawn = GdipDrawImageRectI(graphics, image, fit.left, fit.top, fit.right - fit.left, fit.bottom - fit.top) == 0;
+    GdipDeleteGraphics(graphics);
+  }
+  GdipDisposeImage(image);
+  return drawn;
+}
+}  // namespace
+
 bool PictureBox::DrawBitmap(HDC dc, const RECT& box, const ImageInfo& info) const {
   // The file header (14 bytes) says where the pixels start; the info header follows it. Only uncompressed
   // 24- and 32-bit pictures are drawn, and only when all their rows are there.
@@ -218,14 +289,10 @@ bool PictureBox::DrawBitmap(HDC dc, const RECT& box, const ImageInfo& info) cons
   if (rowBytes * std::uint64_t(info.height) > bytes_.size() - pixels) return false;
   BITMAPINFO bitmap{};
   bitmap.bmiHeader = header;
-  RECT inner = box;
-  InflateRect(&inner, -2, -2);
-  const int boxW = inner.right - inner.left, boxH = inner.bottom - inner.top;
-  const int scaledW = std::min(boxW, MulDiv(boxH, info.width, info.height));
-  const int scaledH = MulDiv(scaledW, info.height, info.width);
+  const RECT fit = FitInside(box, info.width, info.height);
   SetStretchBltMode(dc, HALFTONE);
-  StretchDIBits(dc, inner.left + (boxW - scaledW) / 2, inner.top + (boxH - scaledH) / 2, scaledW, scaledH, 0, 0,
-                info.width, info.height, bytes_.data() + pixels, &bitmap, DIB_RGB_COLORS, SRCCOPY);
+  StretchDIBits(dc, fit.left, fit.top, fit.right - fit.left, fit.bottom - fit.top, 0, 0, info.width, info.height,
+                bytes_.data() + pixels, &bitmap, DIB_RGB_COLORS, SRCCOPY);
   return true;
 }
 
@@ -237,6 +304,13 @@ void PictureBox::Paint(HDC dc) const {
   const ByteSpan image(bytes_.data(), bytes_.size());
   const ImageInfo info = ImageInfoOf(image);
   if (info.kind == u"BMP" && DrawBitmap(dc, r, info)) return;
+  // The decoder holds the whole picture in memory: one larger than a cover ever is would cost gigabytes.
+  constexpr int kLargestSide = 8192;
+  const bool decodable = !info.kind.empty() && info.width <= kLargestSide && info.height <= kLargestSide;
+  if (decodable && DrawDecoded(dc, r, bytes_)) return;
+  // A failed decode may have drawn part of the picture; the text goes on a clean box.
+  FillRect(dc, &r, theme_.fieldBrush());
+  theme_.Frame(dc, r, false);
   const std::u16string text = bytes_.empty() ? u"No cover" : DescribeImage(image);
   const std::wstring wide(text.begin(), text.end());
   SetBkMode(dc, TRANSPARENT);

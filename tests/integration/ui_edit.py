@@ -16,6 +16,7 @@ import subprocess
 import sys
 import tempfile
 import time
+import zlib
 
 from mutagen.wave import WAVE
 
@@ -69,6 +70,15 @@ def bmp(width, height):
     pixels = row * height
     info = struct.pack("<IiiHHIIiiII", 40, width, height, 1, 24, 0, len(pixels), 2835, 2835, 0, 0)
     return b"BM" + struct.pack("<IHHI", 14 + len(info) + len(pixels), 0, 0, 54) + info + pixels
+
+
+def png(width, height, rgb):
+    """A plain PNG of one colour, made here so that the test needs no image tool to write one."""
+    def chunk(kind, data):
+        return struct.pack(">I", len(data)) + kind + data + struct.pack(">I", zlib.crc32(kind + data))
+    raw = (b"\0" + bytes(rgb) * width) * height
+    header = struct.pack(">IIBBBBB", width, height, 8, 2, 0, 0, 0)
+    return b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", header) + chunk(b"IDAT", zlib.compress(raw)) + chunk(b"IEND", b"")
 
 
 def screenshot(window, name):
@@ -267,6 +277,21 @@ def run(tmp, env):
     expect("a refused file: closes after the question", ed.closed(), 0)
     with open(refused, "rb") as f:
         expect("a refused file is unchanged", f.read() == before, True)
+
+    # A PNG cover (4:3, a colour neither theme uses) is drawn, filling the box's width with its aspect ratio kept.
+    with_png = os.path.join(tmp, "png-cover.wav")
+    shutil.copy(SAMPLE, with_png)
+    with open(os.path.join(tmp, "cover.png"), "wb") as f:
+        f.write(png(64, 48, (200, 30, 160)))
+    expect("tagging a PNG cover", host("tag", with_png, "--picture", os.path.join(tmp, "cover.png")).returncode, 0)
+    ed = Editor(with_png, "light", env)
+    w, _, px = pixels(screenshot(ed.window, "light-png-cover.png"))
+    cover = [(i % w, i // w) for i, p in enumerate(px) if max(abs(a - b) for a, b in zip(p, (200, 30, 160))) < 8]
+    xs, ys = [x for x, _ in cover], [y for _, y in cover]
+    print(f"PNG cover: {len(cover)} pixels of its colour, {len(set(xs))}x{len(set(ys))}")
+    expect("the PNG cover is drawn at 4:3", len(cover) > 2000 and 1.2 < len(set(xs)) / len(set(ys)) < 1.45, True)
+    ed.keys("Escape")
+    expect("Esc closes the PNG cover window", ed.closed(), 0)
 
     # Without --theme the user's Windows setting decides: AppsUseLightTheme 0 asks for the dark theme.
     personalize = r"HKCU\Software\Microsoft\Windows\CurrentVersion\Themes\Personalize"

@@ -37,9 +37,9 @@ std::vector<Option> QueryOptions(Session& s) {
   return options;
 }
 
-class OptionsDialog : public Window {
+class OptionsDialog : public Dialog {
  public:
-  OptionsDialog(const Theme& theme, std::vector<Option> options) : Window(theme), options_(std::move(options)) {}
+  OptionsDialog(const Theme& theme, std::vector<Option> options) : Dialog(theme), options_(std::move(options)) {}
 
   void Run(HWND owner) {
     constexpr int kRow = 17, kLabelW = 84, kComboW = 130;
@@ -75,35 +75,22 @@ class OptionsDialog : public Window {
     GetClassNameW(focus, cls, 32);
     if (lstrcmpiW(cls, L"ComboBox") == 0 && SendMessageW(focus, CB_GETDROPPEDSTATE, 0, 0)) return false;
     if (msg.wParam == VK_RETURN || msg.wParam == VK_ESCAPE) {
-      Finish(msg.wParam == VK_RETURN);
+      Finish(msg.wParam == VK_RETURN ? IDOK : IDCANCEL);
       return true;
     }
     return false;
   }
 
-  LRESULT OnMessage(UINT msg, WPARAM wp, LPARAM lp) override {
-    if (msg == WM_COMMAND && (LOWORD(wp) == IDOK || LOWORD(wp) == IDCANCEL)) {
-      Finish(LOWORD(wp) == IDOK);
-      return 0;
-    }
-    if (msg == WM_CLOSE) {
-      Finish(false);
-      return 0;
-    }
-    return Window::OnMessage(msg, wp, lp);
-  }
-
  private:
-  void Finish(bool store) {
-    if (store) {
+  void Finish(int button) override {
+    if (button == IDOK) {
       for (const Option& o : options_) {
         const auto chosen = SendMessageW(o.combo, CB_GETCURSEL, 0, 0);
         if (chosen >= 0 && std::uint32_t(chosen) != ReadTagSetting(o.value))
           WriteTagSetting(o.value, std::uint32_t(chosen));
       }
     }
-    if (HWND owner = GetWindow(hwnd_, GW_OWNER)) EnableWindow(owner, TRUE);
-    DestroyWindow(hwnd_);
+    Close();
   }
 
   std::vector<Option> options_;

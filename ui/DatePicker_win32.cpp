@@ -8,9 +8,9 @@
 namespace {
 constexpr int kCalendar = 100;
 
-class DatePickerDialog : public Window {
+class DatePickerDialog : public Dialog {
  public:
-  DatePickerDialog(const Theme& theme, const CalendarDate& date) : Window(theme), date_(date) {}
+  DatePickerDialog(const Theme& theme, const CalendarDate& date) : Dialog(theme), date_(date) {}
 
   bool Run(HWND owner) {
     if (!Create(L"Choose a date", 10, 10, owner)) return false;
@@ -72,38 +72,24 @@ class DatePickerDialog : public Window {
   bool PreviewKey(const MSG& msg) override {
     if (msg.message != WM_KEYDOWN) return false;
     if (msg.wParam == VK_RETURN) {
-      Finish(true);
+      Finish(IDOK);
       return true;
     }
     if (msg.wParam == VK_ESCAPE) {
-      Finish(false);
+      Finish(IDCANCEL);
       return true;
     }
     return false;
   }
 
-  LRESULT OnMessage(UINT msg, WPARAM wp, LPARAM lp) override {
-    if (msg == WM_COMMAND && (LOWORD(wp) == IDOK || LOWORD(wp) == IDCANCEL)) {
-      Finish(LOWORD(wp) == IDOK);
-      return 0;
-    }
-    if (msg == WM_CLOSE) {
-      Finish(false);
-      return 0;
-    }
-    return Window::OnMessage(msg, wp, lp);
-  }
-
  private:
-  void Finish(bool accept) {
+  void Finish(int button) override {
     SYSTEMTIME chosen{};
-    if (accept && SendMessageW(calendar_, MCM_GETCURSEL, 0, reinterpret_cast<LPARAM>(&chosen))) {
+    if (button == IDOK && SendMessageW(calendar_, MCM_GETCURSEL, 0, reinterpret_cast<LPARAM>(&chosen))) {
       date_ = {chosen.wYear, chosen.wMonth, chosen.wDay};
       accepted_ = true;
     }
-    // Re-enable the owner before this window goes, so that the focus returns to it and not elsewhere.
-    if (HWND owner = GetWindow(hwnd_, GW_OWNER)) EnableWindow(owner, TRUE);
-    DestroyWindow(hwnd_);
+    Close();
   }
 
   CalendarDate date_;

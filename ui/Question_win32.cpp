@@ -3,9 +3,9 @@
 #include "ui/Window.h"
 
 namespace {
-class QuestionDialog : public Window {
+class QuestionDialog : public Dialog {
  public:
-  using Window::Window;
+  using Dialog::Dialog;
 
   int Run(HWND owner, const std::wstring& title, const std::wstring& question) {
     const int textW = std::max(150, MulDiv(theme_.TextWidth(question.c_str()), 4, std::max(1, theme_.X(4))) + 2);
@@ -37,23 +37,10 @@ class QuestionDialog : public Window {
     return false;
   }
 
-  LRESULT OnMessage(UINT msg, WPARAM wp, LPARAM lp) override {
-    if (msg == WM_COMMAND && (LOWORD(wp) == IDYES || LOWORD(wp) == IDNO || LOWORD(wp) == IDCANCEL)) {
-      Finish(LOWORD(wp));
-      return 0;
-    }
-    if (msg == WM_CLOSE) {
-      Finish(IDCANCEL);
-      return 0;
-    }
-    return Window::OnMessage(msg, wp, lp);
-  }
-
  private:
-  void Finish(int answer) {
+  void Finish(int answer) override {
     answer_ = answer;
-    if (HWND owner = GetWindow(hwnd_, GW_OWNER)) EnableWindow(owner, TRUE);
-    DestroyWindow(hwnd_);
+    Close();
   }
 
   int answer_ = IDCANCEL;

@@ -41,3 +41,16 @@ class Window {
   bool Mnemonic(wchar_t key);
   static LRESULT CALLBACK Procedure(HWND hwnd, UINT msg, WPARAM wp, LPARAM lp);
 };
+
+// A dialog of the toolkit: its buttons (IDOK, IDCANCEL, IDYES, IDNO) and closing the window end it through Finish.
+class Dialog : public Window {
+ public:
+  using Window::Window;
+
+ protected:
+  // Ends the dialog for `button`: IDCANCEL when the window was closed.
+  virtual void Finish(int button) = 0;
+  // Gives the owner back its input, so that the focus returns to it and not elsewhere, and destroys the window.
+  void Close();
+  LRESULT OnMessage(UINT msg, WPARAM wp, LPARAM lp) override;
+};

@@ -145,3 +145,21 @@ LRESULT CALLBACK Window::Procedure(HWND hwnd, UINT msg, WPARAM wp, LPARAM lp) {
   }
   return self->OnMessage(msg, wp, lp);
 }
+
+void Dialog::Close() {
+  if (HWND owner = GetWindow(hwnd_, GW_OWNER)) EnableWindow(owner, TRUE);
+  DestroyWindow(hwnd_);
+}
+
+LRESULT Dialog::OnMessage(UINT msg, WPARAM wp, LPARAM lp) {
+  const int id = LOWORD(wp);
+  if (msg == WM_COMMAND && (id == IDOK || id == IDCANCEL || id == IDYES || id == IDNO)) {
+    Finish(id);
+    return 0;
+  }
+  if (msg == WM_CLOSE) {
+    Finish(IDCANCEL);
+    return 0;
+  }
+  return Window::OnMessage(msg, wp, lp);
+}

@@ -48,13 +48,8 @@ class DatePickerDialog : public Dialog {
     RECT frame{0, 0, 2 * margin + width, buttonsY + buttonH + margin};
     AdjustWindowRectEx(&frame, GetWindowLongW(hwnd_, GWL_STYLE), FALSE, GetWindowLongW(hwnd_, GWL_EXSTYLE));
     const int w = frame.right - frame.left, h = frame.bottom - frame.top;
-    RECT area{};
-    if (owner)
-      GetWindowRect(owner, &area);
-    else
-      SystemParametersInfoW(SPI_GETWORKAREA, 0, &area, 0);
-    SetWindowPos(hwnd_, nullptr, area.left + (area.right - area.left - w) / 2,
-                 area.top + (area.bottom - area.top - h) / 2, w, h, SWP_NOZORDER);
+    const POINT at = CentredOn(owner, w, h);
+    SetWindowPos(hwnd_, nullptr, at.x, at.y, w, h, SWP_NOZORDER);
     if (owner) EnableWindow(owner, FALSE);
     ShowWindow(hwnd_, SW_SHOW);
     SetFocus(calendar_);

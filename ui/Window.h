@@ -21,6 +21,9 @@ class Window {
   void RunModal();
 
  protected:
+  // Where a window of w x h pixels stands centred on the owner, or on the work area without one; never above or
+  // left of it.
+  static POINT CentredOn(HWND owner, int w, int h);
   // Creates the window with a client area of width x height dialog units, centred on the owner or screen.
   bool Create(const std::wstring& title, int width, int height, HWND owner);
   // A child control at (x, y, w, h) dialog units, in the dialog font; the creation order is the Tab order.

@@ -25,20 +25,24 @@ Window::~Window() {
   }
 }
 
+POINT Window::CentredOn(HWND owner, int w, int h) {
+  RECT area{};
+  if (owner)
+    GetWindowRect(owner, &area);
+  else
+    SystemParametersInfoW(SPI_GETWORKAREA, 0, &area, 0);
+  return {std::max<LONG>(area.left, area.left + (area.right - area.left - w) / 2),
+          std::max<LONG>(area.top, area.top + (area.bottom - area.top - h) / 2)};
+}
+
 bool Window::Create(const std::wstring& title, int width, int height, HWND owner) {
   RegisterOnce(&Window::Procedure);
   const DWORD style = WS_OVERLAPPED | WS_CAPTION | WS_SYSMENU | WS_MINIMIZEBOX | WS_CLIPCHILDREN;
   RECT r{0, 0, theme_.X(width), theme_.Y(height)};
   AdjustWindowRectEx(&r, style, FALSE, WS_EX_CONTROLPARENT);
   const int w = r.right - r.left, h = r.bottom - r.top;
-  RECT area{};
-  if (owner)
-    GetWindowRect(owner, &area);
-  else
-    SystemParametersInfoW(SPI_GETWORKAREA, 0, &area, 0);
-  const int x = std::max<int>(area.left, area.left + (area.right - area.left - w) / 2);
-  const int y = std::max<int>(area.top, area.top + (area.bottom - area.top - h) / 2);
-  hwnd_ = CreateWindowExW(WS_EX_CONTROLPARENT, kClassName, title.c_str(), style, x, y, w, h, owner, nullptr,
+  const POINT at = CentredOn(owner, w, h);
+  hwnd_ = CreateWindowExW(WS_EX_CONTROLPARENT, kClassName, title.c_str(), style, at.x, at.y, w, h, owner, nullptr,
                           GetModuleHandleW(nullptr), this);
   if (hwnd_) theme_.StyleTopLevel(hwnd_);
   return hwnd_ != nullptr;

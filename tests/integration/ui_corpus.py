@@ -10,30 +10,19 @@ import shutil
 import subprocess
 import sys
 import tempfile
-import time
 
 from checks import Checks, program_command
+from desktop import find_window, virtual_desktop, wait_for
 
 CORPUS = sys.argv[1]
 HOST = program_command(sys.argv[2:])
 checks = Checks()
 
 
-def window(name, proc, timeout=20.0):
-    end = time.monotonic() + timeout
-    while time.monotonic() < end and proc.poll() is None:
-        found = subprocess.run(["xdotool", "search", "--onlyvisible", "--name", name], capture_output=True,
-                               text=True).stdout.split()
-        if found:
-            return found[0]
-        time.sleep(0.05)
-    return None
-
-
 def one(path, name):
     proc = subprocess.Popen(HOST + ["edit", path], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-    wid = window(name, proc)
-    if not wid:
+    wid = wait_for(lambda: find_window(name) or proc.poll() is not None, timeout=20.0)
+    if not isinstance(wid, str):  # it ended, or no window came
         proc.kill()
         proc.wait()
         return f"no window (exit {proc.returncode})"
@@ -48,13 +37,7 @@ def one(path, name):
 
 
 def main():
-    xvfb = subprocess.Popen(["Xvfb", "-displayfd", "1", "-screen", "0", "1280x1024x24", "-nolisten", "tcp"],
-                            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
-    try:
-        os.environ["DISPLAY"] = ":" + xvfb.stdout.readline().decode().strip()
-        # A Wine session left by an earlier test has its desktop on no display: windows need a new one.
-        subprocess.run(["wineserver", "-k"], capture_output=True)
-        subprocess.run(["wineserver", "-w"], capture_output=True)
+    with virtual_desktop():
         files = sorted(glob.glob(os.path.join(CORPUS, "*", "*")))
         with tempfile.TemporaryDirectory() as tmp:
             for i, source in enumerate(files):
@@ -63,10 +46,6 @@ def main():
                 path = os.path.join(tmp, name)
                 shutil.copy(source, path)
                 checks.expect(os.path.relpath(source, CORPUS), one(path, name), 0)
-    finally:
-        subprocess.run(["wineserver", "-k"], capture_output=True)
-        xvfb.terminate()
-        xvfb.wait()
     checks.finish("files")
 
 

@@ -8,6 +8,7 @@ SHOTS for a person to look at, and checked: the dark window dark, the light one
 light, and text drawn at 7:1 contrast or more against the background.
 
 usage: ui_edit.py SHOTS WAVEHOST [RUNNER...]"""
+import contextlib
 import os
 import re
 import shutil
@@ -21,6 +22,8 @@ import zlib
 from mutagen.wave import WAVE
 
 from checks import Checks, program_command
+from desktop import find_window, virtual_desktop
+from desktop import wait_for as poll
 
 SHOTS = sys.argv[1]
 HOST = program_command(sys.argv[2:])
@@ -30,22 +33,20 @@ expect = checks.expect
 
 
 def wait_for(what, probe, timeout=30.0):
-    """Polls probe() until it returns something true; fails the test after timeout seconds."""
-    end = time.monotonic() + timeout
-    while time.monotonic() < end:
-        got = probe()
-        if got:
-            return got
-        time.sleep(0.05)
-    raise SystemExit(f"FAIL timed out waiting for {what}")
+    """probe()'s first true answer; the test fails after timeout seconds without one."""
+    return poll(probe, timeout) or sys.exit(f"FAIL timed out waiting for {what}")
 
 
-def xdo(*args):
-    return subprocess.run(["xdotool", *args], capture_output=True, text=True).stdout.split()
-
-
-def find_window(name):
-    return (xdo("search", "--onlyvisible", "--name", name) or [None])[0]
+@contextlib.contextmanager
+def registry(key, name, value):
+    """A REG_DWORD value under HKCU for the time of a block, through the runner's reg.exe."""
+    reg = HOST[:-1] + ["reg"] if len(HOST) > 1 else ["reg"]
+    subprocess.run(reg + ["add", key, "/v", name, "/t", "REG_DWORD", "/d", str(value), "/f"], check=True,
+                   capture_output=True)
+    try:
+        yield
+    finally:
+        subprocess.run(reg + ["delete", key, "/v", name, "/f"], capture_output=True)
 
 
 def host(*args):
@@ -128,11 +129,11 @@ def look(path):
 
 
 class Editor:
-    def __init__(self, path, theme, env):
+    def __init__(self, path, theme):
         self.title = os.path.basename(path)
         started = time.monotonic()
         forced = ["--theme", theme] if theme else []
-        self.proc = subprocess.Popen(HOST + ["edit", path] + forced, env=env,
+        self.proc = subprocess.Popen(HOST + ["edit", path] + forced,
                                      stdout=subprocess.PIPE, stderr=subprocess.PIPE)
         self.window = wait_for(f"the {theme} window", lambda: self.alive() and find_window(self.title))
         self.shown_after = time.monotonic() - started
@@ -151,39 +152,30 @@ class Editor:
         subprocess.run(["xdotool", "type", "--delay", "20", text], check=True, timeout=30)
 
     def closed(self, timeout=15):
-        end = time.monotonic() + timeout
-        while time.monotonic() < end:
-            if self.proc.poll() is not None:
-                return self.proc.returncode
-            time.sleep(0.05)
+        if poll(lambda: self.proc.poll() is not None, timeout):
+            return self.proc.returncode
         self.proc.kill()
         self.proc.wait()
         return "hung"
+
+    def shot_and_close(self, name, what):
+        """A screenshot, then Esc, which must close a window without unsaved changes at once."""
+        shot = screenshot(self.window, name)
+        self.keys("Escape")
+        expect(f"Esc closes {what}", self.closed(), 0)
+        return shot
 
 
 def main():
     os.makedirs(SHOTS, exist_ok=True)
     for old in os.listdir(SHOTS):
         os.remove(os.path.join(SHOTS, old))
-    xvfb = subprocess.Popen(["Xvfb", "-displayfd", "1", "-screen", "0", "1280x1024x24", "-nolisten", "tcp"],
-                            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
-    try:
-        display = ":" + xvfb.stdout.readline().decode().strip()
-        env = dict(os.environ, DISPLAY=display)
-        os.environ["DISPLAY"] = display
-        # A Wine session left by an earlier test has its desktop on no display: windows need a new one.
-        subprocess.run(["wineserver", "-k"], capture_output=True)
-        subprocess.run(["wineserver", "-w"], capture_output=True)
-        with tempfile.TemporaryDirectory() as tmp:
-            run(tmp, env)
-    finally:
-        subprocess.run(["wineserver", "-k"], capture_output=True)
-        xvfb.terminate()
-        xvfb.wait()
+    with virtual_desktop(), tempfile.TemporaryDirectory() as tmp:
+        run(tmp)
     checks.finish()
 
 
-def run(tmp, env):
+def run(tmp):
     path = os.path.join(tmp, "tagged-copy.wav")
     shutil.copy(SAMPLE, path)
     cover = os.path.join(tmp, "cover.bmp")
@@ -194,7 +186,7 @@ def run(tmp, env):
     expect("tagging the copy", r.returncode, 0)
 
     # Light: Title has the focus with its text selected, so typing replaces it; Alt+D goes to Date.
-    ed = Editor(path, "light", env)
+    ed = Editor(path, "light")
     print(f"light window shown {ed.shown_after:.2f} s after start")
     ed.type("New title")
     ed.keys("alt+d")
@@ -225,7 +217,7 @@ def run(tmp, env):
     expect("mutagen: cover kept", any(k.startswith("APIC") for k in id3(path)), True)
 
     # Dark: an unsaved change makes Esc ask; "No" closes without writing.
-    ed = Editor(path, "dark", env)
+    ed = Editor(path, "dark")
     print(f"dark window shown {ed.shown_after:.2f} s after start")
     # Options: the first drop-down (Tag Creation) one choice down, Enter stores it where wavehost settings reads.
     ed.keys("alt+p")
@@ -256,10 +248,7 @@ def run(tmp, env):
     expect("the unsaved title was not written", id3(path).get("TIT2"), "New title")
 
     # Errors show in the window and change nothing: a missing file, a file the plug-in refuses.
-    ed = Editor(os.path.join(tmp, "missing.wav"), "light", env)
-    screenshot(ed.window, "light-missing-file.png")
-    ed.keys("Escape")
-    expect("a missing file: Esc closes", ed.closed(), 0)
+    Editor(os.path.join(tmp, "missing.wav"), "light").shot_and_close("light-missing-file.png", "a missing file")
     # A RIFF WAVE file without a 'data' chunk: the plug-in refuses it, so Save has nothing to write to.
     refused = os.path.join(tmp, "no-data-chunk.wav")
     fmt = struct.pack("<HHIIHH", 1, 2, 44100, 176400, 4, 16)
@@ -267,7 +256,7 @@ def run(tmp, env):
         f.write(b"RIFF" + struct.pack("<I", 4 + 8 + len(fmt)) + b"WAVE" + b"fmt " + struct.pack("<I", len(fmt)) + fmt)
     with open(refused, "rb") as f:
         before = f.read()
-    ed = Editor(refused, "light", env)
+    ed = Editor(refused, "light")
     ed.type("Cannot be written")
     ed.keys("ctrl+s")
     screenshot(ed.window, "light-refused-file.png")
@@ -284,39 +273,18 @@ def run(tmp, env):
     with open(os.path.join(tmp, "cover.png"), "wb") as f:
         f.write(png(64, 48, (200, 30, 160)))
     expect("tagging a PNG cover", host("tag", with_png, "--picture", os.path.join(tmp, "cover.png")).returncode, 0)
-    ed = Editor(with_png, "light", env)
-    w, _, px = pixels(screenshot(ed.window, "light-png-cover.png"))
+    w, _, px = pixels(Editor(with_png, "light").shot_and_close("light-png-cover.png", "the PNG cover window"))
     cover = [(i % w, i // w) for i, p in enumerate(px) if max(abs(a - b) for a, b in zip(p, (200, 30, 160))) < 8]
     xs, ys = [x for x, _ in cover], [y for _, y in cover]
     print(f"PNG cover: {len(cover)} pixels of its colour, {len(set(xs))}x{len(set(ys))}")
     expect("the PNG cover is drawn at 4:3", len(cover) > 2000 and 1.2 < len(set(xs)) / len(set(ys)) < 1.45, True)
-    ed.keys("Escape")
-    expect("Esc closes the PNG cover window", ed.closed(), 0)
 
     # Without --theme the user's Windows setting decides: AppsUseLightTheme 0 asks for the dark theme.
-    personalize = r"HKCU\Software\Microsoft\Windows\CurrentVersion\Themes\Personalize"
-    reg = HOST[:-1] + ["reg"] if len(HOST) > 1 else ["reg"]
-    subprocess.run(reg + ["add", personalize, "/v", "AppsUseLightTheme", "/t", "REG_DWORD", "/d", "0", "/f"],
-                   check=True, capture_output=True)
-    try:
-        ed = Editor(path, None, env)
-        by_setting = screenshot(ed.window, "dark-by-windows-setting.png")
-        ed.keys("Escape")
-        expect("Esc closes the window opened by the setting", ed.closed(), 0)
-    finally:
-        subprocess.run(reg + ["delete", personalize, "/v", "AppsUseLightTheme", "/f"], capture_output=True)
-
+    with registry(r"HKCU\Software\Microsoft\Windows\CurrentVersion\Themes\Personalize", "AppsUseLightTheme", 0):
+        by_setting = Editor(path, None).shot_and_close("dark-by-windows-setting.png", "the window of the setting")
     # At 144 DPI the dialog font grows by half, and the whole layout with it.
-    desktop = r"HKCU\Control Panel\Desktop"
-    subprocess.run(reg + ["add", desktop, "/v", "LogPixels", "/t", "REG_DWORD", "/d", "144", "/f"],
-                   check=True, capture_output=True)
-    try:
-        ed = Editor(path, "dark", env)
-        scaled = screenshot(ed.window, "dark-144-dpi.png")
-        ed.keys("Escape")
-        expect("Esc closes the 144 DPI window", ed.closed(), 0)
-    finally:
-        subprocess.run(reg + ["delete", desktop, "/v", "LogPixels", "/f"], capture_output=True)
+    with registry(r"HKCU\Control Panel\Desktop", "LogPixels", 144):
+        scaled = Editor(path, "dark").shot_and_close("dark-144-dpi.png", "the 144 DPI window")
     width96, height96 = pixels(light)[:2]
     width144, height144 = pixels(scaled)[:2]
     print(f"window at 96 DPI {width96}x{height96}, at 144 DPI {width144}x{height144}")

@@ -76,7 +76,8 @@ def write(path, data):
 
 
 def ffmpeg_wav(path, *extra):
-    run("ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", "sine=d=0.3", "-fflags", "+bitexact", *extra, path)
+    run("ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", "sine=d=0.3", "-ac", 2, "-fflags", "+bitexact", *extra,
+        path)
 
 
 def audio_md5(path):
@@ -87,3 +88,8 @@ def probe_tags(path, skip=()):
     """ffprobe's format tags, names in lower case."""
     tags = json.loads(run("ffprobe", "-v", "error", "-show_entries", "format_tags", "-of", "json", path))
     return {k.lower(): v for k, v in tags.get("format", {}).get("tags", {}).items() if k.lower() not in skip}
+
+
+def metadata(**fields):
+    """ffmpeg's options that write these tags."""
+    return [a for k, v in fields.items() for a in ("-metadata", f"{k}={v}")]

@@ -15,9 +15,9 @@ def program_command(argv=None):
     return args[1:] + args[:1] if len(args) > 1 else args
 
 
-def host(*args):
-    """The program of the command line run with args, not checked: its exit status is part of the test."""
-    return subprocess.run(program_command() + [str(a) for a in args], capture_output=True)
+def host(*args, check=False):
+    """The program of the command line run with args; unchecked where its exit status is part of the test."""
+    return subprocess.run(program_command() + [str(a) for a in args], check=check, capture_output=True)
 
 
 def run(*args):

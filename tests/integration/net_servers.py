@@ -1,17 +1,16 @@
 #!/usr/bin/python3
-"""Runs a test program against servers on 127.0.0.1, named in NET_* variables: Debian's nginx (HTTP, HTTPS with a
-throw-away CA, HTTPS with a certificate of a CA nobody trusts, ranges, a redirect, an access log with the user agent)
-and, on threads of this process, a scripted server for the replies nginx will not give (see Scripted).
-
-usage: net_servers.py [--root-cert-tool TOOL] PROGRAM [RUNNER...]
-With a runner (wine) the program is the Windows build: TOOL puts the CA into the prefix's "Root" store. Natively
-CURL_CA_BUNDLE names the CA."""
+"""usage: net_servers.py [--root-cert-tool TOOL] PROGRAM [RUNNER...]
+Runs PROGRAM against servers on 127.0.0.1 named in NET_* variables: Debian's nginx (HTTP, HTTPS with a throw-away CA,
+HTTPS with a certificate of a CA nobody trusts, a redirect, an access log with the user agent) and, on threads of this
+process, a scripted server for the replies nginx will not give. Under wine TOOL puts the CA into the prefix's "Root"
+store; natively CURL_CA_BUNDLE names it."""
 import http.server
 import os
 import re
 import shutil
 import signal
 import socket
+import ssl
 import subprocess
 import sys
 import tempfile
@@ -47,23 +46,18 @@ def openssl(*args):
 def make_certificates(work):
     """A trusted CA and a rogue one, each signing a certificate for 127.0.0.1. Making keys is most of the start-up:
     two serve all four (each server has the other CA's)."""
-    ext = os.path.join(work, "server.ext")
-    with open(ext, "w") as f:
-        # Wine's check compares the host with DNS names only, hence the address as a DNS name too.
-        f.write("subjectAltName = DNS:127.0.0.1, IP:127.0.0.1\nbasicConstraints = CA:FALSE\n"
-                "keyUsage = digitalSignature, keyEncipherment\nextendedKeyUsage = serverAuth\n")
     for name in ("ca", "rogue"):
-        openssl("genrsa", "-out", os.path.join(work, name + ".key"), "2048")
+        openssl("req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", f"{work}/{name}.key", "-days", "2",
+                "-out", f"{work}/{name}-ca.pem", "-subj", f"/CN=Wave net test {name} CA",
+                "-addext", "basicConstraints=critical,CA:TRUE", "-addext", "keyUsage=critical,keyCertSign,cRLSign")
     for name, other in (("ca", "rogue"), ("rogue", "ca")):
-        p, key = os.path.join(work, name), os.path.join(work, name + ".key")
-        openssl("req", "-x509", "-new", "-key", key, "-days", "2", "-out", p + "-ca.pem", "-subj",
-                f"/CN=Wave net test {name} CA", "-addext", "basicConstraints=critical,CA:TRUE",
-                "-addext", "keyUsage=critical,keyCertSign,cRLSign")
-        openssl("req", "-new", "-key", os.path.join(work, other + ".key"), "-out", p + "-server.csr",
-                "-subj", "/CN=127.0.0.1")
-        openssl("x509", "-req", "-in", p + "-server.csr", "-CA", p + "-ca.pem", "-CAkey", key, "-CAcreateserial",
-                "-days", "2", "-extfile", ext, "-out", p + "-server.pem")
-    openssl("x509", "-in", os.path.join(work, "ca-ca.pem"), "-outform", "DER", "-out", os.path.join(work, "ca-ca.der"))
+        # Wine's check compares the host with DNS names only, hence the address as a DNS name too.
+        openssl("req", "-x509", "-new", "-key", f"{work}/{other}.key", "-CA", f"{work}/{name}-ca.pem", "-CAkey",
+                f"{work}/{name}.key", "-days", "2", "-subj", "/CN=127.0.0.1", "-out", f"{work}/{name}-server.pem",
+                "-addext", "subjectAltName=DNS:127.0.0.1,IP:127.0.0.1", "-addext", "basicConstraints=CA:FALSE",
+                "-addext", "keyUsage=digitalSignature,keyEncipherment", "-addext", "extendedKeyUsage=serverAuth")
+    with open(f"{work}/ca-ca.pem") as pem, open(f"{work}/ca-ca.der", "wb") as der:
+        der.write(ssl.PEM_cert_to_DER_cert(pem.read()))
 
 
 NGINX_CONF = """daemon off; master_process off; pid {work}/nginx.pid; error_log {work}/error.log info;
@@ -178,15 +172,9 @@ def main():
         scripted = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Scripted)
         scripted.daemon_threads = True
         threading.Thread(target=scripted.serve_forever, daemon=True).start()
-        for name in ("http", "https", "rogue"):
-            while True:
-                try:
-                    socket.create_connection(("127.0.0.1", ports[name]), timeout=1).close()
-                    break
-                except OSError:
-                    if time.monotonic() > DEADLINE:
-                        raise
-                    time.sleep(0.05)
+        # nginx writes its pid once it listens.
+        while not os.path.exists(os.path.join(work, "nginx.pid")) and nginx.poll() is None:
+            time.sleep(0.05)
 
         url = "http{}://{}:{}".format
         env = dict(os.environ, NET_DATA_SIZE=str(DATA_SIZE), NET_PAUSE_AT=str(PAUSE_AT),

@@ -41,14 +41,11 @@ def on_terminal(*args):
     subprocess.run(HOST + list(args), stdout=subprocess.DEVNULL, stderr=side, timeout=120)
     os.close(side)
     out = b""
-    while True:
-        try:
-            piece = os.read(main, 65536)
-        except OSError:
-            break
-        if not piece:
-            break
-        out += piece
+    try:
+        while piece := os.read(main, 65536):
+            out += piece
+    except OSError:  # Linux's way of saying the other end is closed
+        pass
     os.close(main)
     return out.decode()
 

@@ -110,8 +110,8 @@ class Scripted(http.server.BaseHTTPRequestHandler):
                 self.head(200, length)
             self.stop.wait(max(1, DEADLINE - time.monotonic()))
             self.close_connection = True
-        elif path == "/norange":
-            self.head(200, length)
+        elif path in ("/norange", "/close"):
+            self.head(200, length if path == "/norange" else ("Connection", "close"))
             self.wfile.write(data)
         elif path == "/release":
             self.release.release()
@@ -127,12 +127,8 @@ class Scripted(http.server.BaseHTTPRequestHandler):
         elif path == "/chunked":
             self.head(200, ("Transfer-Encoding", "chunked"))
             for at in range(0, len(data), 100_000):
-                piece = data[at:at + 100_000]
-                self.wfile.write(b"%x\r\n%s\r\n" % (len(piece), piece))
+                self.wfile.write(b"%x\r\n%s\r\n" % (len(data[at:at + 100_000]), data[at:at + 100_000]))
             self.wfile.write(b"0\r\n\r\n")
-        elif path == "/close":
-            self.head(200, ("Connection", "close"))
-            self.wfile.write(data)
         elif path in ("/drop", "/drop-gone", "/drop-norange"):
             ranges = [("Accept-Ranges", "bytes")] if path != "/drop-norange" else []
             if not ranged:

@@ -2,11 +2,8 @@
 
 #include "net/HttpHead.h"
 
-namespace {
-using Size = std::optional<std::int64_t>;
-}  // namespace
-
 TEST(HttpHead, WhatTheHeadSaysAboutTheBody) {
+  using Size = std::optional<std::int64_t>;
   const struct {
     const char* head;
     int status;
@@ -25,13 +22,7 @@ TEST(HttpHead, WhatTheHeadSaysAboutTheBody) {
       {"HTTP/1.1 200 OK\r\nContent-Length: 12a\r\nAccept-Ranges: none\r\n", 200, "OK", {}, false, {}, {}},
       {"HTTP/1.0 200 OK\nContent-Length: \t42 \nAccept-Ranges: none, bytes\n", 200, "OK", 42, true, {}, {}},
       {"HTTP/2 404\r\n", 404, "", {}, false, {}, {}},
-      {"HTTP/1.1 416 Range Not Satisfiable\r\nContent-Range: bytes */1500\r\n",
-       416,
-       "Range Not Satisfiable",
-       {},
-       false,
-       {},
-       1500},
+      {"HTTP/1.1 416 Unsatisfiable\r\nContent-Range: bytes */1500\r\n", 416, "Unsatisfiable", {}, false, {}, 1500},
       {"ICY 200 OK\r\nContent-Length: 5\r\n", 0, "", 5, false, {}, {}},
       {"HTTP/1.1 2000 Odd\r\nContent-Range: bytes 5-9/*\r\n", 0, "", {}, false, 5, {}},
   };

@@ -1,17 +1,18 @@
 // The plug-in playing addresses through its exports, against the servers that
 // tests/integration/net_servers.py starts and names in NET_* variables: the
 // files are built here and written into the folder nginx serves (NET_WWW); the
-// scripted server serves the same files as /MODE/NAME (norange, chunked, drop,
-// drop-norange, stall, pause). Whatever a stream shows must be what the same bytes
-// show when opened from disk.
+// scripted server serves the same files as /MODE/NAME. Whatever a stream shows
+// must be what the same bytes show when opened from disk.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <thread>
+#include <tuple>
 
 #include "PluginHarness.h"
 #include "TagChunkBuilders.h"
@@ -19,7 +20,6 @@
 #include "io/Text.h"
 
 namespace {
-constexpr std::uint32_t kEverything = kOpenAudioInfo | kOpenReadTags | kOpenProperties | kOpenPrepareDecode;
 constexpr const char* kPull = "clsStreamingwavedecoder_Wave::PullOutFMTnDATA";
 
 std::string Env(const char* name) {
@@ -45,16 +45,25 @@ Bytes ImaBlocks(std::size_t blocks, std::size_t align) {
   return data;
 }
 
+using Tags = std::vector<std::tuple<std::u16string, std::u16string, Bytes>>;
+Tags Kept(const std::uint8_t* block, std::size_t size, std::u16string_view dropped) {
+  Tags kept;
+  for (HostTag& t : ParseTagBlock(block, size))
+    if (!t.name.starts_with(dropped)) kept.emplace_back(std::move(t.name), std::move(t.value), std::move(t.data));
+  return kept;
+}
+
 // Everything a host gets from one decoder object: the Open record, the
 // properties less the chunk map, the tags less the unknown chunks, the blocks.
 struct Played {
   int open = 0, seek = -1;
-  std::uint8_t format[40]{};
+  std::array<std::uint8_t, 40> format{};
   std::uint32_t bitRate = 0;
   std::int64_t lengthMs = 0, dataBytes = 0;
-  std::vector<HostTag> props, tags;
+  Tags props, tags;
   std::vector<Bytes> blocks;
   bool decodeFailed = false;
+  bool operator==(const Played&) const = default;
   Bytes Audio() const {
     Bytes all;
     for (const Bytes& b : blocks) all = all + b;
@@ -64,26 +73,18 @@ struct Played {
 
 // Opens with everything asked for, decodes `before` blocks, seeks to `seekTo` when it is not negative, and
 // decodes to the end.
-Played Play(const std::u16string& name, const TraceContext& log, int before = 0, std::int64_t seekTo = -1,
-            std::int32_t timeout = 0) {
+Played Play(const std::u16string& name, const TraceContext& log, int before = 0, std::int64_t seekTo = -1) {
   Plugin& p = LoadedPlugin();
   Played d;
   void* decoder = p.Create(&log);
-  if (timeout > 0) {
-    SetRecord set{};
-    set.Value = timeout;
-    EXPECT_EQ(p.Set(decoder, W(u"Stream Timeout"), &set), 1);
-  }
   OpenRecord record{};
   record.FileName = W(name);
-  record.Flags = kEverything;
+  record.Flags = kOpenAudioInfo | kOpenReadTags | kOpenProperties | kOpenPrepareDecode;
   d.open = p.Open(decoder, &record);
-  std::copy(std::begin(record.Format), std::end(record.Format), d.format);
+  std::copy(std::begin(record.Format), std::end(record.Format), d.format.begin());
   d.bitRate = record.BitRate, d.lengthMs = record.LengthMs, d.dataBytes = record.DataBytes;
-  for (HostTag& t : ParseTagBlock(record.PropData, record.PropDataBytes))
-    if (t.name != u"Riff Chunks") d.props.push_back(std::move(t));
-  for (HostTag& t : ParseTagBlock(record.TagData, record.TagDataBytes))
-    if (!t.name.starts_with(u"_riff_")) d.tags.push_back(std::move(t));
+  d.props = Kept(record.PropData, record.PropDataBytes, u"Riff Chunks");
+  d.tags = Kept(record.TagData, record.TagDataBytes, u"_riff_");
   for (int i = 0; d.open && i < 100000; ++i) {
     if (i == before && seekTo >= 0) d.seek = p.SetPosition(decoder, seekTo);
     AudioBlock block{};
@@ -99,30 +100,6 @@ Played Play(const std::u16string& name, const TraceContext& log, int before = 0,
   return d;
 }
 
-bool SameTags(const std::vector<HostTag>& a, const std::vector<HostTag>& b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](const HostTag& x, const HostTag& y) {
-    return x.name == y.name && x.value == y.value && x.data == y.data;
-  });
-}
-
-void ExpectSame(const Played& stream, const Played& disk) {
-  EXPECT_EQ(stream.open, 1);
-  EXPECT_TRUE(std::equal(std::begin(stream.format), std::end(stream.format), std::begin(disk.format)));
-  EXPECT_EQ(stream.bitRate, disk.bitRate);
-  EXPECT_EQ(stream.lengthMs, disk.lengthMs);
-  EXPECT_EQ(stream.dataBytes, disk.dataBytes);
-  EXPECT_TRUE(SameTags(stream.props, disk.props));
-  EXPECT_TRUE(SameTags(stream.tags, disk.tags));
-  EXPECT_FALSE(stream.decodeFailed);
-  EXPECT_EQ(stream.seek, disk.seek);
-  EXPECT_TRUE(stream.blocks == disk.blocks);
-}
-
-std::string AccessLog() {
-  std::ifstream in(std::filesystem::path(Utf8ToWide(Env("NET_ACCESS_LOG"))), std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), {}};
-}
-
 std::size_t Count(std::string_view text, std::string_view part) {
   std::size_t n = 0;
   for (auto at = text.find(part); at != std::string_view::npos; at = text.find(part, at + 1)) ++n;
@@ -130,14 +107,10 @@ std::size_t Count(std::string_view text, std::string_view part) {
 }
 
 // The files of the comparisons, written once into the served folder.
-struct Fixture {
-  std::string name;
-  Bytes bytes;
-};
-const std::vector<Fixture>& Fixtures() {
-  static const std::vector<Fixture> fixtures = [] {
+const std::vector<std::pair<std::string, Bytes>>& Fixtures() {
+  static const std::vector<std::pair<std::string, Bytes>> fixtures = [] {
     const Bytes list = InfoList({{"INAM", "Streamed title"}, {"IART", "Artist"}, {"ICMT", "odd"}});
-    const std::vector<Fixture> all = {
+    const std::vector<std::pair<std::string, Bytes>> all = {
         {"pcm16.wav", WavBuilder().Fmt(PcmFormat(1, 2, 44100, 16)).Data(Noise(4 * 300001, 1)).Build()},
         {"pcm24.wav",
          WavBuilder().Fmt(PcmFormat(1, 2, 48000, 24)).Chunk("junk", Bytes(3, 7)).Data(Noise(6 * 90001, 2)).Build()},
@@ -153,7 +126,7 @@ const std::vector<Fixture>& Fixtures() {
                            .Data(Noise(4 * 50000, 4))
                            .Build()},
     };
-    for (const Fixture& f : all) Serve(f.name, f.bytes);
+    for (const auto& [name, bytes] : all) Serve(name, bytes);
     return all;
   }();
   return fixtures;
@@ -168,6 +141,7 @@ class StreamPlay : public testing::Test {
   Played Disk(const std::string& name, int before = 0, std::int64_t seekTo = -1) {
     TraceCapture disk;
     Played d = Play(Served(name).u16string(), disk.context(), before, seekTo);
+    EXPECT_EQ(d.open, 1);
     EXPECT_TRUE(disk.NoErrors()) << disk.TraceUtf8();
     return d;
   }
@@ -176,35 +150,32 @@ class StreamPlay : public testing::Test {
 }  // namespace
 
 TEST_F(StreamPlay, EveryServerShowsWhatTheFileShowsFromDisk) {
-  for (const Fixture& f : Fixtures()) {
-    const Played disk = Disk(f.name);
-    ASSERT_EQ(disk.open, 1) << f.name;
+  for (const auto& [name, bytes] : Fixtures()) {
+    const Played disk = Disk(name);
     EXPECT_FALSE(disk.blocks.empty());
     for (const auto& [server, path] : {std::pair{"NET_HTTP", "/"},
                                        {"NET_HTTPS", "/"},
                                        {"NET_SCRIPTED", "/norange/"},
                                        {"NET_SCRIPTED", "/chunked/"}}) {
-      SCOPED_TRACE(server + (path + f.name));
+      SCOPED_TRACE(server + (path + name));
       cap.Reset();
-      ExpectSame(Play(Url(server, path + f.name), cap.context()), disk);
+      EXPECT_TRUE(Play(Url(server, path + name), cap.context()) == disk);
       EXPECT_TRUE(cap.NoErrors()) << cap.TraceUtf8();
     }
   }
-  // The tag chunks before the audio reach the host from a stream too.
-  const Played tagged = Disk("tagged.wav");
-  for (const std::u16string name : {u"Title", u"Artist", u"Album", u"Description"})
-    EXPECT_TRUE(std::any_of(tagged.tags.begin(), tagged.tags.end(), [&](const HostTag& t) { return t.name == name; }))
-        << WideToUtf8(name);
+  // The tag chunks before the audio (title, artist, comment, description, album...) made it to the comparisons.
+  EXPECT_GE(Disk("tagged.wav").tags.size(), 5u);
 }
 
 TEST_F(StreamPlay, APlainPlayIsOneRequestWithTheUserAgent) {
-  ExpectSame(Play(Url("NET_HTTP", "/pcm16.wav?plain-play"), cap.context()), Disk("pcm16.wav"));
+  EXPECT_TRUE(Play(Url("NET_HTTP", "/pcm16.wav?plain-play"), cap.context()) == Disk("pcm16.wav"));
   Play(Url("NET_HTTP", "/pcm16.wav?seek-play"), cap.context(), 2, 200000);
   // nginx writes its line after the reply, which can be just after the client read the last byte.
   std::string log;
   for (int tries = 0; tries < 100 && (Count(log, "?seek-play") < 2 || Count(log, "?plain-play") < 1); ++tries) {
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    log = AccessLog();
+    std::ifstream in(std::filesystem::path(Utf8ToWide(Env("NET_ACCESS_LOG"))), std::ios::binary);
+    log.assign(std::istreambuf_iterator<char>(in), {});
   }
   EXPECT_EQ(Count(log, "\"GET /pcm16.wav?plain-play HTTP/1.1\" 200 \"Quaverlane\""), 1u) << log;
   // A seek beyond what the read-ahead holds is one request more.
@@ -215,59 +186,55 @@ TEST_F(StreamPlay, WalkMessagesOfAStream) {
   const Bytes fmt = PcmFormat(1, 2, 44100, 16), audio = Noise(4000, 5);
   const struct {
     const char* name;
-    const char* via;  // nginx with a length, or the scripted server's chunked reply without one
+    bool unsized;  // the scripted server's chunked reply, else nginx's with a length
     Bytes bytes;
     int open;
-    std::u16string errors, information;
+    std::u16string_view line;  // an error, or a warning (an information line)
   } cases[] = {
-      {"small.wav",
-       "/",
-       {'R', 'I', 'F', 'F', 4, 0, 0, 0, 'W', 'A', 'V'},
-       0,
-       Line(u"Error: File too small for RIFF."),
-       u""},
-      {"rifx.wav", "/", WavBuilder().Container("RIFX").Fmt(fmt).Data(audio).Build(), 0,
-       Line(u"Error RIFF chunk unknown 'RIFX'"), u""},
-      {"avi.wav", "/", WavBuilder().Form("AVI ").Fmt(fmt).Data(audio).Build(), 0,
-       Line(u"Error RIFF form chunk unknown 'AVI '"), u""},
-      {"rf64.wav", "/", WavBuilder().RF64(audio.size()).Fmt(fmt).Data(audio).Build(), 0,
-       Line(u"Error RIFF chunk unknown 'RF64'"), u""},
-      {"biglist.wav", "/", WavBuilder().Fmt(fmt).Chunk("LIST", Bytes(12 << 20, 0)).Data(audio).Build(), 0,
-       Line(u"Error unknown Chunk too large for streaming."), u""},
-      {"fmtlate.wav", "/", WavBuilder().Data(audio).Fmt(fmt).Build(), 0, Line(u"Error wave file has no format chunk."),
-       u""},
-      {"riffshort.wav", "/", WavBuilder().RiffSize(4).Fmt(fmt).Data(audio).Build(), 0,
-       Line(u"Error wave file has no format chunk."), u""},
-      {"fmtsize.wav", "/", WavBuilder().Fmt(Bytes(fmt.begin(), fmt.begin() + 12)).Data(audio).Build(), 0,
-       Line(u"Error 'fmt ' chunk is a bad size."), u""},
-      {"uneven.wav", "/", WavBuilder().RiffSize(4 + 24 + 8 + 4001).Fmt(fmt).Data(audio).Trailing({0}).Build(), 1, u"",
-       Line(u"Warning: RIFF chunk has uneven databytes, is non-compliant RIFF.")},
-      {"outriff.wav", "/", WavBuilder().RiffSize(4 + 24 + 8 + 100).Fmt(fmt).Data(audio).Build(), 1, u"",
-       Line(u"Warning Chunk is out of RIFF area (but still inside file).")},
-      {"cut.wav", "/", WavBuilder().Fmt(fmt).Data(audio).TruncateTo(44 + 1000).Build(), 1,
-       Line(u"Error Chunk is out of file."), u""},
-      {"nohead.wav", "/", WavBuilder().Fmt(fmt).Data(audio).TruncateTo(12 + 24 + 4).Build(), 1,
-       Line(u"File error reading chunk."), u""},
+      {"small.wav", false, {'R', 'I', 'F', 'F', 4, 0, 0, 0, 'W', 'A', 'V'}, 0, u"Error: File too small for RIFF."},
+      {"rifx.wav", false, WavBuilder().Container("RIFX").Fmt(fmt).Data(audio).Build(), 0,
+       u"Error RIFF chunk unknown 'RIFX'"},
+      {"avi.wav", false, WavBuilder().Form("AVI ").Fmt(fmt).Data(audio).Build(), 0,
+       u"Error RIFF form chunk unknown 'AVI '"},
+      {"rf64.wav", false, WavBuilder().RF64(audio.size()).Fmt(fmt).Data(audio).Build(), 0,
+       u"Error RIFF chunk unknown 'RF64'"},
+      {"biglist.wav", false, WavBuilder().Fmt(fmt).Chunk("LIST", Bytes(12 << 20, 0)).Data(audio).Build(), 0,
+       u"Error unknown Chunk too large for streaming."},
+      {"fmtlate.wav", false, WavBuilder().Data(audio).Fmt(fmt).Build(), 0, u"Error wave file has no format chunk."},
+      {"riffshort.wav", false, WavBuilder().RiffSize(4).Fmt(fmt).Data(audio).Build(), 0,
+       u"Error wave file has no format chunk."},
+      {"fmtsize.wav", false, WavBuilder().Fmt(Bytes(fmt.begin(), fmt.begin() + 12)).Data(audio).Build(), 0,
+       u"Error 'fmt ' chunk is a bad size."},
+      {"uneven.wav", false, WavBuilder().RiffSize(4 + 24 + 8 + 4001).Fmt(fmt).Data(audio).Trailing({0}).Build(), 1,
+       u"Warning: RIFF chunk has uneven databytes, is non-compliant RIFF."},
+      {"outriff.wav", false, WavBuilder().RiffSize(4 + 24 + 8 + 100).Fmt(fmt).Data(audio).Build(), 1,
+       u"Warning Chunk is out of RIFF area (but still inside file)."},
+      {"cut.wav", false, WavBuilder().Fmt(fmt).Data(audio).TruncateTo(44 + 1000).Build(), 1,
+       u"Error Chunk is out of file."},
+      {"nohead.wav", false, WavBuilder().Fmt(fmt).Data(audio).TruncateTo(12 + 24 + 4).Build(), 1,
+       u"File error reading chunk."},
       // Without a length nothing is cut short ahead: the read itself comes up short.
-      {"cutfmt.wav", "/chunked/", WavBuilder().Fmt(fmt).Data(audio).TruncateTo(12 + 8 + 10).Build(), 0,
-       Line(u"Error cannot read 'fmt ' chunk from file."), u""},
-      {"cutjunk.wav", "/chunked/",
+      {"cutfmt.wav", true, WavBuilder().Fmt(fmt).Data(audio).TruncateTo(12 + 8 + 10).Build(), 0,
+       u"Error cannot read 'fmt ' chunk from file."},
+      {"cutjunk.wav", true,
        WavBuilder().Fmt(fmt).Chunk("junk", Bytes(100, 1)).Data(audio).TruncateTo(12 + 24 + 8 + 50).Build(), 0,
-       Line(u"Error cannot read unknown chunk from file."), u""},
-      {"cutlist.wav", "/chunked/",
+       u"Error cannot read unknown chunk from file."},
+      {"cutlist.wav", true,
        WavBuilder().Fmt(fmt).Chunk("LIST", InfoList({{"INAM", "cut"}})).Data(audio).TruncateTo(12 + 24 + 10).Build(), 0,
-       Line(u"Error cannot read unknown chunk from file."), u""},
+       u"Error cannot read unknown chunk from file."},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     Serve(c.name, c.bytes);
     cap.Reset();
     const Played d = Play(
-        Url(std::string_view(c.via) == "/" ? "NET_HTTP" : "NET_SCRIPTED", c.via + std::string(c.name)), cap.context());
+        c.unsized ? Url("NET_SCRIPTED", "/chunked/" + std::string(c.name)) : Url("NET_HTTP", "/" + std::string(c.name)),
+        cap.context());
     EXPECT_EQ(d.open, c.open);
     EXPECT_FALSE(d.decodeFailed);
-    EXPECT_EQ(cap.Errors(), c.errors) << cap.TraceUtf8();
-    EXPECT_EQ(cap.Information(), c.information) << cap.TraceUtf8();
+    const bool warning = c.line.starts_with(u"Warning");
+    EXPECT_EQ(cap.Errors(), warning ? u"" : Line(c.line)) << cap.TraceUtf8();
+    EXPECT_EQ(cap.Information(), warning ? Line(c.line) : u"") << cap.TraceUtf8();
   }
   // The file engine needs no stream's bound on chunks before the audio.
   EXPECT_EQ(Disk("biglist.wav").blocks.size(), 1u);
@@ -279,101 +246,47 @@ TEST_F(StreamPlay, SeeksMatchTheFileWithRangesAndFailWithout) {
     SCOPED_TRACE(to);
     const Played disk = Disk("pcm16.wav", 3, to);
     EXPECT_EQ(disk.seek, 1);
-    ExpectSame(Play(Url("NET_HTTP", "/pcm16.wav"), cap.context(), 3, to), disk);
+    EXPECT_TRUE(Play(Url("NET_HTTP", "/pcm16.wav"), cap.context(), 3, to) == disk);
     cap.Reset();
-    const Played plain = Play(Url("NET_SCRIPTED", "/norange/pcm16.wav"), cap.context(), 3, to);
-    EXPECT_EQ(plain.seek, 0);
+    EXPECT_EQ(Play(Url("NET_SCRIPTED", "/norange/pcm16.wav"), cap.context(), 3, to).seek, 0);
     EXPECT_EQ(cap.Errors(), Line(u"Error SetPosition returned false.", "clsStreamingwavedecoder_Wave::SetPosition"));
   }
 }
 
+// Only the resumed play has all the audio; the others stop where the connection did, with the error.
 TEST_F(StreamPlay, LostConnectionsResumeOnlyWithRanges) {
-  const Played disk = Disk("pcm16.wav");
-  const Bytes all = disk.Audio();
-  const std::u16string lost = u"Connection lost at byte " + ToText(std::int64_t(Fixtures()[0].bytes.size() / 2)) +
-                              u" of " + Url("NET_SCRIPTED", "/drop/pcm16.wav") + u", resuming (attempt 1 of 3).";
-  const std::u16string readError =
-      Line(u"Error reading data from file.", "clsStreamingwavedecoder_Wave::ReadDataBlock");
-  const struct {
-    std::string path;
-    std::u16string errors, information;
-  } cases[] = {{"/drop/pcm16.wav", u"", Line(lost, "NetStream::Read")},
-               {"/drop-norange/pcm16.wav", readError, u""},
-               {"/stall/pcm16.wav", readError, u""}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.path);
-    cap.Reset();
-    const Played d = Play(Url("NET_SCRIPTED", c.path), cap.context(), 0, -1, 2);
-    const Bytes got = d.Audio();
-    EXPECT_EQ(d.decodeFailed, !c.errors.empty());
-    EXPECT_TRUE(c.errors.empty() ? got == all
-                                 : got.size() < all.size() && std::equal(got.begin(), got.end(), all.begin()));
-    EXPECT_EQ(cap.Errors(), c.errors) << cap.TraceUtf8();
-    EXPECT_EQ(cap.Information(), c.information) << cap.TraceUtf8();
-  }
+  const Bytes all = Disk("pcm16.wav").Audio();
+  const std::u16string url = Url("NET_SCRIPTED", "/drop/pcm16.wav");
+  const std::u16string lost = u"Connection lost at byte " + ToText(std::int64_t(Fixtures()[0].second.size() / 2)) +
+                              u" of " + url + u", resuming (attempt 1 of 3).";
+  cap.Reset();
+  EXPECT_TRUE(Play(url, cap.context()).Audio() == all);
+  EXPECT_EQ(cap.Errors(), u"") << cap.TraceUtf8();
+  EXPECT_EQ(cap.Information(), Line(lost, "NetStream::Read")) << cap.TraceUtf8();
+  cap.Reset();
+  const Played cut = Play(Url("NET_SCRIPTED", "/drop-norange/pcm16.wav"), cap.context());
+  const Bytes got = cut.Audio();
+  EXPECT_TRUE(cut.decodeFailed);
+  EXPECT_TRUE(got.size() < all.size() && std::equal(got.begin(), got.end(), all.begin()));
+  EXPECT_EQ(cap.Errors(), Line(u"Error reading data from file.", "clsStreamingwavedecoder_Wave::ReadDataBlock"));
+  EXPECT_EQ(cap.Information(), u"") << cap.TraceUtf8();
 }
 
-TEST_F(StreamPlay, AnOpenTakesTheTagsThatArrivedBeforeAPause) {
-  const Played disk = Disk("tagged.wav");
-  const auto& fixtures = Fixtures();
-  const auto tagged =
-      std::find_if(fixtures.begin(), fixtures.end(), [](const Fixture& f) { return f.name == "tagged.wav"; });
-  // Everything before the audio arrives before the pause.
-  ASSERT_LT(std::int64_t(tagged->bytes.size()) - disk.dataBytes, std::stoll(Env("NET_PAUSE_AT")));
-  const auto pause = std::chrono::seconds(std::stoll(Env("NET_PAUSE_SECONDS")));
-  Plugin& p = LoadedPlugin();
-  void* decoder = p.Create(&cap.context());
-  const std::u16string url = Url("NET_SCRIPTED", "/pause/tagged.wav");
-  OpenRecord record{};
-  record.FileName = W(url);
-  record.Flags = kOpenAudioInfo | kOpenReadTags | kOpenProperties;
-  const auto started = std::chrono::steady_clock::now();
-  EXPECT_EQ(p.Open(decoder, &record), 1);
-  EXPECT_LT(std::chrono::steady_clock::now() - started, pause / 2);
-  std::vector<HostTag> tags;
-  for (HostTag& t : ParseTagBlock(record.TagData, record.TagDataBytes))
-    if (!t.name.starts_with(u"_riff_")) tags.push_back(std::move(t));
-  EXPECT_TRUE(SameTags(tags, disk.tags));
-  const std::int64_t dataBytes = record.DataBytes;
-  EXPECT_EQ(dataBytes, disk.dataBytes);
-  p.Close(decoder, 0);
-  p.Destroy(decoder);
-  EXPECT_TRUE(cap.NoErrors()) << cap.TraceUtf8();
-}
-
-TEST_F(StreamPlay, FailedOpensSayWhatTheServerAnswered) {
-#ifdef _WIN32
-  const std::vector<std::u16string_view> untrusted{u"WinHTTP error 12175 ", u"WinHTTP error 12157 "};
-#else
-  const std::vector<std::u16string_view> untrusted{u"curl error 60: "};
-#endif
-  const struct {
-    std::u16string url;
-    std::vector<std::u16string_view> answers;  // the start of the information line
-  } cases[] = {{Url("NET_HTTP", "/missing.wav"), {u"HTTP status 404 (Not Found)  ["}},
-               {Url("NET_HTTPS", "/missing.wav"), {u"HTTP status 404 (Not Found)  ["}},
-               {Url("NET_ROGUE", "/pcm16.wav"), untrusted}};
+TEST_F(StreamPlay, AFailedOpenSaysWhatTheServerAnswered) {
   Plugin& p = LoadedPlugin();
   void* decoder = p.Create(&cap.context());
   // A local file that failed to open first: its error code is no part of an address's failure.
-  const std::u16string missing = Served("missing.wav").u16string();
-  OpenRecord local{};
-  local.FileName = W(missing);
-  EXPECT_EQ(p.Open(decoder, &local), 0);
-  for (const auto& c : cases) {
-    SCOPED_TRACE(WideToUtf8(c.url));
-    cap.Reset();
+  const std::u16string missing = Served("missing.wav").u16string(), url = Url("NET_HTTPS", "/missing.wav");
+  for (const std::u16string* name : {&missing, &url}) {
     OpenRecord record{};
-    record.FileName = W(c.url);
-    record.Flags = kEverything;
+    record.FileName = W(*name);
+    record.Flags = kOpenAudioInfo | kOpenReadTags | kOpenProperties | kOpenPrepareDecode;
+    cap.Reset();
     EXPECT_EQ(p.Open(decoder, &record), 0);
-    const std::u16string information = cap.Information();
-    EXPECT_TRUE(std::any_of(c.answers.begin(), c.answers.end(), [&](auto a) { return information.starts_with(a); }))
-        << WideToUtf8(information);
-    EXPECT_TRUE(information.ends_with(u"  [clDecoder_Wave::Open]\r\n")) << WideToUtf8(information);
-    EXPECT_EQ(cap.Errors(), Line(u"Error opening file '" + c.url + u"', check no other program has it open.",
-                                 "clDecoder_Wave::Open"));
   }
+  EXPECT_EQ(cap.Information(), Line(u"HTTP status 404 (Not Found)", "clDecoder_Wave::Open"));
+  EXPECT_EQ(cap.Errors(),
+            Line(u"Error opening file '" + url + u"', check no other program has it open.", "clDecoder_Wave::Open"));
   p.Close(decoder, 0);
   p.Destroy(decoder);
 }

@@ -259,29 +259,6 @@ TEST_F(TagWrite, EmptyId3ChunkGivesWay) {
   }
 }
 
-TEST_F(TagWrite, DeleteAllRemovesListAndId3AndClearsBext) {
-  const Bytes file = Wav()
-                         .Chunk("bext", BextRecord("A description", 1, 0x55))
-                         .Chunk("LIST", InfoList({{"INAM", "Title"}, {"IART", "Artist"}}))
-                         .Data(kAudio)
-                         .Chunk("cue ", kCue)
-                         .Chunk("id3 ", Id3v23Tag({{"TALB", "Album"}}))
-                         .Build();
-  for (const char16_t* names : {static_cast<const char16_t*>(nullptr), u""}) {
-    SCOPED_TRACE(names ? "empty list" : "null list");
-    cap.Reset();
-    const auto path = Make(file);
-    ASSERT_EQ(Delete(path, names), 1) << cap.TraceUtf8();
-    EXPECT_TRUE(Traced(kExitMarker, u"clDecoder_Wave::DeleteATag"));
-    const FileChunks v = ReadChunks(path);
-    EXPECT_EQ(v.Ids(), (Ids{"fmt ", "bext", "JUNK", "data", "cue "}));
-    EXPECT_EQ(v.Data("data"), kAudio);
-    EXPECT_EQ(v.Data("cue "), kCue);
-    EXPECT_EQ(v.Data("bext"), BextRecord("", 1, 0x55));  // the description cleared, version and UMID kept
-    EXPECT_EQ(Read(path), (TagMap{{u"TimeReference", {u"0", {}}}}));
-  }
-}
-
 TEST_F(TagWrite, DeleteNamedKeepsTheOthers) {
   const Bytes file = Wav()
                          .Data(kAudio)
@@ -506,9 +483,10 @@ TEST_F(TagWrite, EveryTagUnderSampledSettingsComesBackUnchanged) {
 }
 
 // Chunks that recorders, editors and samplers write, shaped as their files
-// have them, before and after the audio: a tag write and a delete-all leave
-// every one of them byte for byte, and the bext chunk's version, UMID and
-// loudness fields with them.
+// have them, before and after the audio: a tag write and a delete-all (by an
+// absent or an empty list of names) leave every one of them byte for byte, and
+// the bext chunk's version, UMID and loudness fields with them; the delete
+// leaves padding where a tag chunk stood before the audio.
 TEST_F(TagWrite, RecorderChunksSurviveWritesAndDeletes) {
   auto text = [](const std::string& s) { return Bytes(s.begin(), s.end()); };
   Bytes bextV2 = BextRecord("Scene 4 take 2", 2, 0x5A);
@@ -526,27 +504,42 @@ TEST_F(TagWrite, RecorderChunksSurviveWritesAndDeletes) {
       {{"fmt ", PcmFormat(1, 2, 44100, 16)},
        {"bext", bextV2},
        {"axml", text("<ebuCoreMain><coreMetadata><title>Clip</title></coreMetadata></ebuCoreMain>")},
+       {"LIST", InfoList({{"INAM", "Title"}, {"IART", "Artist"}})},
        {"data", kAudio},
        {"smpl", Noise(60, 21)},
        {"inst", Bytes{60, 0, 0, 0, 127, 1, 127}},
-       {"acid", Noise(24, 22)}},
+       {"acid", Noise(24, 22)},
+       {"id3 ", Id3v23Tag({{"TALB", "Album"}})}},
   };
+  // What a delete-all leaves of the file as the recorder wrote it (the coding history goes).
+  const Ids deleted[] = {{"bext", "JUNK", "iXML", "fmt ", "data", "cue ", "LIST"},
+                         {"fmt ", "bext", "axml", "JUNK", "data", "smpl", "inst", "acid"}};
   for (const auto& layout : layouts) {
+    const std::size_t n = &layout - layouts;
     WavBuilder builder;
-    for (const auto& [id, data] : layout) builder.Chunk(id, data);
-    const fs::path path = dir.Write("r.wav", builder.Build());
-    const Chunks others = OtherChunks(path, false);
     Bytes bext;
-    for (const auto& [id, data] : layout)
+    for (const auto& [id, data] : layout) {
+      builder.Chunk(id, data);
       if (std::string(id) == "bext") bext = data;
-    for (int step = 0; step < 2; ++step) {
-      SCOPED_TRACE(step == 0 ? "written" : "deleted");
-      ASSERT_EQ(step == 0 ? Write(path, EveryTag(u"2020-01-02")) : Delete(path, nullptr), 1) << cap.TraceUtf8();
+    }
+    const Bytes file = builder.Build();
+    const fs::path path = dir.Write("r.wav", file);
+    const Chunks others = OtherChunks(path, false);
+    for (int step = 0; step < 3; ++step) {
+      SCOPED_TRACE(step == 0 ? "written" : step == 1 ? "deleted" : "deleted at once");
+      cap.Reset();
+      if (step == 2) dir.Write("r.wav", file);
+      ASSERT_EQ(step == 0 ? Write(path, EveryTag(u"2020-01-02")) : Delete(path, n ? u"" : nullptr), 1)
+          << cap.TraceUtf8();
       EXPECT_EQ(OtherChunks(path, false), others);
       // The fields that are no tags stay as the recorder wrote them.
       const Bytes now = ReadChunks(path).Data("bext");
       ASSERT_GE(now.size(), 602u);
       EXPECT_TRUE(std::equal(bext.begin() + 346, bext.begin() + 602, now.begin() + 346));
+      const TagMap cleared = {{u"TimeReference", {u"0", {}}}};
+      EXPECT_EQ(step ? Read(path) : cleared, cleared);
     }
+    EXPECT_TRUE(Traced(kExitMarker, u"clDecoder_Wave::DeleteATag"));
+    EXPECT_EQ(ReadChunks(path).Ids(), deleted[n]);
   }
 }

@@ -5,9 +5,7 @@
 #include "io/ByteWriter.h"
 #include "riff/clRIFFBEXTChunk.h"
 
-namespace {
-template <typename Fields>
-Bytes InfoListOf(const Fields& subChunks) {
+Bytes InfoList(const TextFieldList& subChunks) {
   Bytes out;
   ByteWriter w(out);
   w.Text("INFO");
@@ -21,8 +19,7 @@ Bytes InfoListOf(const Fields& subChunks) {
   return out;
 }
 
-template <typename Fields>
-Bytes Id3v23TagOf(const Fields& frames, std::uint32_t claimExtra) {
+Bytes Id3v23Tag(const TextFieldList& frames, std::uint32_t claimExtra) {
   Bytes body;
   ByteWriter w(body);
   for (const auto& [id, text] : frames) {
@@ -43,13 +40,6 @@ Bytes Id3v23TagOf(const Fields& frames, std::uint32_t claimExtra) {
   t.Bytes(body);
   return tag;
 }
-}  // namespace
-
-Bytes InfoList(TextFields subChunks) { return InfoListOf(subChunks); }
-Bytes InfoList(const TextFieldList& subChunks) { return InfoListOf(subChunks); }
-Bytes Id3v23Tag(TextFields frames, std::uint32_t claimExtra) { return Id3v23TagOf(frames, claimExtra); }
-Bytes Id3v23Tag(const TextFieldList& frames, std::uint32_t claimExtra) { return Id3v23TagOf(frames, claimExtra); }
-
 Bytes BextRecord(const std::string& description, std::uint16_t version, std::uint8_t umidFill) {
   Bytes out(clRIFFBEXTChunk::kFixedSize, 0);
   std::copy(description.begin(), description.end(), out.begin());

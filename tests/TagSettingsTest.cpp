@@ -12,15 +12,14 @@
 
 TEST(TagSettings, MissingValuesReadAsZeroAndWrittenOnesBack) {
   TagSettingsSandbox sandbox;
-  std::uint32_t value = 1;
+  std::uint32_t value = 0;
   for (const auto name : kTagSettingNames) {
     EXPECT_EQ(ReadTagSetting(name), 0u) << WideToUtf8(name);
     EXPECT_FALSE(ReadTagSettingIfSet(name).has_value()) << WideToUtf8(name);
-    ASSERT_TRUE(WriteTagSetting(name, value)) << WideToUtf8(name);
-    ++value;
+    ASSERT_TRUE(WriteTagSetting(name, ++value)) << WideToUtf8(name);
   }
-  value = 1;
-  for (const auto name : kTagSettingNames) EXPECT_EQ(ReadTagSetting(name), value++) << WideToUtf8(name);
+  value = 0;
+  for (const auto name : kTagSettingNames) EXPECT_EQ(ReadTagSetting(name), ++value) << WideToUtf8(name);
   ASSERT_TRUE(DeleteTagSetting(u"WaveLISTPos"));
   EXPECT_EQ(ReadTagSetting(u"WaveLISTPos"), 0u);
 }
@@ -33,10 +32,8 @@ TEST(TagSettings, MalformedValuesReadAsZero) {
   std::filesystem::create_directories(file.parent_path());
   std::ofstream(file) << "WaveTagDefault=abc\nWaveLISTPos=\nWaveLISTAlbum=99999999999\nWaveLISTTrack=-1\n"
                          "WaveLISTPadding=2\nno equals sign\n";
-  EXPECT_EQ(ReadTagSetting(u"WaveTagDefault"), 0u);
-  EXPECT_EQ(ReadTagSetting(u"WaveLISTPos"), 0u);
-  EXPECT_EQ(ReadTagSetting(u"WaveLISTAlbum"), 0u);
-  EXPECT_EQ(ReadTagSetting(u"WaveLISTTrack"), 0u);
+  for (const auto name : {u"WaveTagDefault", u"WaveLISTPos", u"WaveLISTAlbum", u"WaveLISTTrack"})
+    EXPECT_EQ(ReadTagSetting(name), 0u) << WideToUtf8(name);
   EXPECT_EQ(ReadTagSetting(u"WaveLISTPadding"), 2u) << "a good value beside bad ones still counts";
 }
 

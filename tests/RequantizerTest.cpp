@@ -158,9 +158,7 @@ TEST(Requantizer, DitherIsReproducibleFromItsSeed) {
     const Bytes whole = Quantise(SampleFormat::Int16, 2, 48000, d, x, 42).bytes;
     Requantizer q(SampleFormat::Int16, 2, 48000, d, 42);
     Bytes split;
-    q.Convert(x.data(), 1, split);
-    q.Convert(x.data() + 2, 999, split);
-    q.Convert(x.data() + 2000, 500, split);
+    for (std::size_t at = 0; std::size_t n : {1, 999, 500}) q.Convert(x.data() + 2 * at, n, split), at += n;
     EXPECT_EQ(split, whole);
     EXPECT_NE(Quantise(SampleFormat::Int16, 2, 48000, d, x, 43).bytes, whole);
   }

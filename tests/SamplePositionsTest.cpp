@@ -11,13 +11,6 @@
 namespace {
 using Bytes = std::vector<std::uint8_t>;
 
-std::vector<std::uint32_t> Words(const Bytes& b) {
-  std::vector<std::uint32_t> out;
-  ByteReader r(b);
-  while (r.remaining() >= 4) out.push_back(r.U32());
-  return out;
-}
-
 Bytes FromWords(std::initializer_list<std::uint32_t> words, std::size_t extra = 0) {
   Bytes out;
   ByteWriter w(out);
@@ -28,12 +21,11 @@ Bytes FromWords(std::initializer_list<std::uint32_t> words, std::size_t extra = 
 }  // namespace
 
 TEST(SamplePositions, RescalesAsTheResamplerCountsAndSaturates) {
-  struct Case {
+  const struct {
     std::uint64_t position;
     int in, out;
     std::uint64_t limit, expected;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {0, 48000, 44100, UINT64_MAX, 0},
       {1, 44100, 88200, UINT64_MAX, 2},
       {30011, 48000, 44100, UINT64_MAX, 27573},                   // 27572.6
@@ -44,73 +36,45 @@ TEST(SamplePositions, RescalesAsTheResamplerCountsAndSaturates) {
       {UINT64_MAX, 768000, 1000, UINT64_MAX, 24019198012642645},  // exact where p x out would overflow
       {0xFFFFFFFFu, 44100, 48000, UINT32_MAX, UINT32_MAX},
   };
-  for (const Case& c : cases)
+  for (const auto& c : cases)
     EXPECT_EQ(RescalePosition(c.position, c.in, c.out, c.limit), c.expected) << c.position << " " << c.in;
 }
 
+// Every chunk from 48000 to 44100 Hz.
 TEST(SamplePositions, ChunksRescaleOnlyWhatTheyHold) {
-  struct Case {
-    const char* label;
-    bool sampler;
-    Bytes data, expected;
+  const auto region = [](std::uint32_t length) {  // a label, a region, a region cut short by the end of the list
+    return FromWords({MakeFourCC("adtl"), MakeFourCC("labl"), 8, 1, MakeFourCC("abc "), MakeFourCC("ltxt"), 20, 1,
+                      length, MakeFourCC("rgn "), 0, 0, MakeFourCC("ltxt"), 20, 2, 48000});
   };
-  const Case cases[] = {
-      {"cue: position and sample offset, not chunk and block starts", false,
+  Bytes notAdtl = region(48000);
+  notAdtl[0] = 'I';
+  const struct {
+    const char* label;
+    void (*rescale)(std::span<std::uint8_t>, int, int);
+    Bytes data, expected;
+  } cases[] = {
+      {"cue: position and sample offset, not chunk and block starts", RescaleCueChunk,
        FromWords({1, 9, 48000, 0x61746164, 100, 200, 48000}), FromWords({1, 9, 44100, 0x61746164, 100, 200, 44100})},
-      {"cue: a count beyond the data stops at the last whole point", false, FromWords({5, 1, 480, 0, 0, 0, 480}, 20),
-       FromWords({5, 1, 441, 0, 0, 0, 441}, 20)},
-      {"cue: shorter than its count field", false, Bytes{7, 0}, Bytes{7, 0}},
-      {"smpl: period and loops; the end sample's boundary moves", true,
+      {"cue: a count beyond the data stops at the last whole point", RescaleCueChunk,
+       FromWords({5, 1, 480, 0, 0, 0, 480}, 20), FromWords({5, 1, 441, 0, 0, 0, 441}, 20)},
+      {"cue: shorter than its count field", RescaleCueChunk, Bytes{7, 0}, Bytes{7, 0}},
+      {"smpl: period and loops; the end sample's boundary moves", RescaleSamplerChunk,
        FromWords({0, 0, 20833, 60, 0, 0, 0, 1, 0, 1, 0, 4800, 43199, 0, 0}),
        FromWords({0, 0, 22675, 60, 0, 0, 0, 1, 0, 1, 0, 4410, 39689, 0, 0})},
-      {"smpl: a one-sample loop stays at least one sample", true,
+      {"smpl: a one-sample loop stays at least one sample", RescaleSamplerChunk,
        FromWords({0, 0, 0, 0, 0, 0, 0, 1, 0, 1, 0, 10, 10, 0, 0}),
        FromWords({0, 0, 0, 0, 0, 0, 0, 1, 0, 1, 0, 9, 9, 0, 0})},
-      {"smpl: a loop count beyond the data", true, FromWords({0, 0, 20833, 0, 0, 0, 0, 3, 0}, 10),
+      {"smpl: a loop count beyond the data", RescaleSamplerChunk, FromWords({0, 0, 20833, 0, 0, 0, 0, 3, 0}, 10),
        FromWords({0, 0, 22675, 0, 0, 0, 0, 3, 0}, 10)},
-      {"smpl: shorter than its head", true, FromWords({0, 0, 20833}), FromWords({0, 0, 20833})},
+      {"smpl: shorter than its head", RescaleSamplerChunk, FromWords({0, 0, 20833}), FromWords({0, 0, 20833})},
+      {"adtl: region lengths only", RescaleLabelList, region(48000), region(44100)},
+      {"not adtl", RescaleLabelList, notAdtl, notAdtl},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     Bytes data = c.data;
-    if (c.sampler)
-      RescaleSamplerChunk(data, 48000, 44100);
-    else
-      RescaleCueChunk(data, 48000, 44100);
-    EXPECT_EQ(Words(data), Words(c.expected)) << c.label;
-    EXPECT_EQ(data.size(), c.expected.size()) << c.label;
+    c.rescale(data, 48000, 44100);
+    EXPECT_EQ(data, c.expected) << c.label;
   }
-}
-
-TEST(SamplePositions, LabelListRescalesRegionLengthsOnly) {
-  auto list = [](std::uint32_t length, std::uint32_t truncatedSize) {
-    Bytes out;
-    ByteWriter w(out);
-    w.Text("adtl");
-    w.Text("labl");  // a label: name 1, text "a" and its pad byte
-    w.U32(6);
-    w.U32(1);
-    w.Text("a");
-    w.Zeros(1);
-    w.Text("ltxt");  // a region: name, length, purpose and four 16-bit codes
-    w.U32(20);
-    w.U32(1);
-    w.U32(length);
-    w.Text("rgn ");
-    w.Zeros(8);
-    w.Text("ltxt");  // a region cut short by the end of the list
-    w.U32(truncatedSize);
-    w.U32(2);
-    w.U32(48000);
-    return out;
-  };
-  Bytes data = list(48000, 20);
-  RescaleLabelList(data, 48000, 44100);
-  EXPECT_EQ(data, list(44100, 20));
-  Bytes notAdtl = list(48000, 20);
-  notAdtl[0] = 'I';
-  const Bytes before = notAdtl;
-  RescaleLabelList(notAdtl, 48000, 44100);
-  EXPECT_EQ(notAdtl, before);
 }
 
 TEST(SamplePositions, TimeReferenceTextThatIsNoCountStays) {

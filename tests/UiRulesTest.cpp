@@ -2,6 +2,7 @@
 // bytes say about it.
 #include <gtest/gtest.h>
 
+#include <string_view>
 #include <vector>
 
 #include "io/Text.h"
@@ -9,47 +10,26 @@
 #include "ui/ImageInfo.h"
 #include "ui/Palette.h"
 
+using namespace std::string_view_literals;
+
 TEST(UiFieldRules, AcceptedAndRefusedValues) {
-  struct Case {
+  const struct {
     FieldKind kind;
-    const char* text;
-    bool valid;
+    std::vector<const char*> accepted, refused;
+  } rows[] = {
+      {FieldKind::Number, {"3", "3/12", "12/12", ""}, {"0", "3/", "/12", "13/12", "3/0", "3/12/1", "three", "12345"}},
+      {FieldKind::Date,
+       {"2004", "2004-05", "2004-05-28", "2004-02-29", "2000-02-29"},
+       {"1900-02-29", "2003-02-29", "2004-04-31", "2004-13", "2004-00", "2004-5", "2004-05-", "04", "2004/05/28",
+        "0000", "2004-05-28T10"}},
+      {FieldKind::Text, {"anything / at all"}, {}},
   };
-  const Case cases[] = {
-      {FieldKind::Number, "3", true},
-      {FieldKind::Number, "3/12", true},
-      {FieldKind::Number, "12/12", true},
-      {FieldKind::Number, "", true},
-      {FieldKind::Number, "0", false},
-      {FieldKind::Number, "3/", false},
-      {FieldKind::Number, "/12", false},
-      {FieldKind::Number, "13/12", false},
-      {FieldKind::Number, "3/0", false},
-      {FieldKind::Number, "3/12/1", false},
-      {FieldKind::Number, "three", false},
-      {FieldKind::Number, "12345", false},
-      {FieldKind::Date, "2004", true},
-      {FieldKind::Date, "2004-05", true},
-      {FieldKind::Date, "2004-05-28", true},
-      {FieldKind::Date, "2004-02-29", true},
-      {FieldKind::Date, "2000-02-29", true},
-      {FieldKind::Date, "1900-02-29", false},
-      {FieldKind::Date, "2003-02-29", false},
-      {FieldKind::Date, "2004-04-31", false},
-      {FieldKind::Date, "2004-13", false},
-      {FieldKind::Date, "2004-00", false},
-      {FieldKind::Date, "2004-5", false},
-      {FieldKind::Date, "2004-05-", false},
-      {FieldKind::Date, "04", false},
-      {FieldKind::Date, "2004/05/28", false},
-      {FieldKind::Date, "0000", false},
-      {FieldKind::Date, "2004-05-28T10", false},
-      {FieldKind::Text, "anything / at all", true},
-  };
-  for (const Case& c : cases) {
-    const std::u16string why = FieldProblem(c.kind, Utf8ToWide(c.text));
-    EXPECT_EQ(why.empty(), c.valid) << c.text << ": " << WideToUtf8(why);
-  }
+  for (const auto& row : rows)
+    for (bool valid : {true, false})
+      for (const char* text : valid ? row.accepted : row.refused) {
+        const std::u16string why = FieldProblem(row.kind, Utf8ToWide(text));
+        EXPECT_EQ(why.empty(), valid) << text << ": " << WideToUtf8(why);
+      }
   EXPECT_EQ(WideToUtf8(FieldProblem(FieldKind::Date, u"2004-13")), "The month is 01 to 12.");
   EXPECT_EQ(WideToUtf8(FieldProblem(FieldKind::Number, u"13/12")), "The number cannot be above the count after \"/\".");
 }
@@ -58,8 +38,7 @@ TEST(UiFieldRules, DatesKeepTheirFormAndGainADayFromThePicker) {
   const CalendarDate yearOnly = ParseDate(u"2004");
   EXPECT_EQ(yearOnly.year, 2004);
   EXPECT_EQ(yearOnly.month, 0);
-  const CalendarDate full = ParseDate(u"2004-05-28");
-  EXPECT_EQ(WideToUtf8(FormatDate(full)), "2004-05-28");
+  EXPECT_EQ(WideToUtf8(FormatDate(ParseDate(u"2004-05-28"))), "2004-05-28");
   EXPECT_EQ(WideToUtf8(FormatDate({987, 1, 2})), "0987-01-02");
   EXPECT_EQ(ParseDate(u"2004-13").year, 0);
 }
@@ -67,43 +46,38 @@ TEST(UiFieldRules, DatesKeepTheirFormAndGainADayFromThePicker) {
 TEST(UiPalette, TextKeepsSevenToOneInBothThemes) {
   EXPECT_NEAR(ContrastRatio(0x000000, 0xFFFFFF), 21.0, 1e-9);
   EXPECT_NEAR(ContrastRatio(0x777777, 0x777777), 1.0, 1e-9);
-  for (const Palette* p : {&LightPalette(), &DarkPalette()}) {
-    EXPECT_GE(ContrastRatio(p->text, p->window), 7.0);
-    EXPECT_GE(ContrastRatio(p->text, p->field), 7.0);
-    EXPECT_GE(ContrastRatio(p->text, p->button), 7.0);
-    EXPECT_GE(ContrastRatio(p->text, p->buttonHot), 7.0);
-    EXPECT_GE(ContrastRatio(p->selectionText, p->selection), 7.0);
-    EXPECT_GE(ContrastRatio(p->problem, p->window), 7.0);
-  }
+  for (const Palette* p : {&LightPalette(), &DarkPalette()})
+    for (const auto& [fore, back] : {std::pair{p->text, p->window},
+                                     {p->text, p->field},
+                                     {p->text, p->button},
+                                     {p->text, p->buttonHot},
+                                     {p->selectionText, p->selection},
+                                     {p->problem, p->window}})
+      EXPECT_GE(ContrastRatio(fore, back), 7.0) << std::hex << fore << " on " << back;
   EXPECT_LT(Luminance(DarkPalette().window), 0.05);
   EXPECT_GT(Luminance(LightPalette().window), 0.8);
 }
 
 TEST(UiImageInfo, KindAndSizeFromTheHeader) {
-  const std::vector<std::uint8_t> png = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n', 0, 0, 0, 13,
-                                         'I',  'H', 'D', 'R', 0,    0,    2,    0x58, 0, 0, 1, 0x90};
-  const std::vector<std::uint8_t> jpeg = {0xFF, 0xD8, 0xFF, 0xE0, 0, 4,    0,    0,  // APP0, 2 bytes of data
-                                          0xFF, 0xC0, 0,    11,   8, 0x01, 0x2C, 0x00,
-                                          0xC8, 3};  // SOF0 300 high, 200 wide
-  const std::vector<std::uint8_t> bmp = {
-      'B', 'M', 0, 0, 0, 0,  0, 0, 0, 0,    54,   0,    0,
-      0,   40,  0, 0, 0, 16, 0, 0, 0, 0xF8, 0xFF, 0xFF, 0xFF};  // 16 wide, 8 high top-down
-  struct Case {
+  const auto bytes = [](std::string_view s) { return std::vector<std::uint8_t>(s.begin(), s.end()); };
+  const auto png = bytes("\x89PNG\r\n\x1A\n\0\0\0\x0DIHDR\0\0\x02\x58\0\0\x01\x90"sv);
+  // APP0 with 2 bytes of data, then SOF0: 300 high, 200 wide.
+  const auto jpeg = bytes("\xFF\xD8\xFF\xE0\0\x04\0\0\xFF\xC0\0\x0B\x08\x01\x2C\0\xC8\x03"sv);
+  const struct {
     std::vector<std::uint8_t> bytes;
     const char* kind;
     int width, height;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {png, "PNG", 600, 400},
       {jpeg, "JPEG", 200, 300},
-      {bmp, "BMP", 16, 8},
-      {{'G', 'I', 'F', '8', '9', 'a', 32, 0, 16, 0}, "GIF", 32, 16},
+      {bytes("BM\0\0\0\0\0\0\0\0\x36\0\0\0\x28\0\0\0\x10\0\0\0\xF8\xFF\xFF\xFF"sv), "BMP", 16, 8},  // top-down
+      {bytes("GIF89a\x20\0\x10\0"sv), "GIF", 32, 16},
       {std::vector<std::uint8_t>(png.begin(), png.begin() + 20), "PNG", 0, 0},
       {std::vector<std::uint8_t>(jpeg.begin(), jpeg.begin() + 14), "JPEG", 0, 0},
-      {{0xFF, 0xD8, 0xFF, 0xE0, 0, 1}, "JPEG", 0, 0},
+      {bytes("\xFF\xD8\xFF\xE0\0\x01"sv), "JPEG", 0, 0},
       {{1, 2, 3}, "", 0, 0},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     const ImageInfo info = ImageInfoOf(ByteSpan(c.bytes.data(), c.bytes.size()));
     EXPECT_EQ(WideToUtf8(info.kind), c.kind);
     EXPECT_EQ(info.width, c.width) << c.kind;

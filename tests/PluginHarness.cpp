@@ -17,7 +17,7 @@ Plugin& LoadedPlugin() {
 }
 
 Decoded DecodeFile(const std::u16string& name, const TraceContext& context, std::int64_t rangeStart,
-                   std::int64_t rangeEnd, std::uint32_t flags) {
+                   std::int64_t rangeEnd, std::uint32_t flags, std::int64_t seek) {
   Plugin& p = LoadedPlugin();
   Decoded d;
   void* decoder = p.Create(&context);
@@ -28,9 +28,11 @@ Decoded DecodeFile(const std::u16string& name, const TraceContext& context, std:
   d.record.FileName = W(name);
   d.record.Flags = flags;
   d.openResult = p.Open(decoder, &d.record);
+  if (d.openResult && seek >= 0) d.seekResult = p.SetPosition(decoder, seek);
   if (d.openResult && (flags & kOpenPrepareDecode)) {
     for (int guard = 0; guard < 1000000; ++guard) {
       AudioBlock block{};
+      ++d.calls;
       if (!p.DecodeBlock(decoder, &block)) {
         d.decodeFailed = true;
         break;

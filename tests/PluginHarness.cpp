@@ -16,9 +16,8 @@ Plugin& LoadedPlugin() {
   return plugin;
 }
 
-Decoded DecodeFile(const std::u16string& name, const TraceContext& context, std::int64_t rangeStart,
+Decoded DecodeFile(Plugin& p, const std::u16string& name, const TraceContext& context, std::int64_t rangeStart,
                    std::int64_t rangeEnd, std::uint32_t flags, std::int64_t seek) {
-  Plugin& p = LoadedPlugin();
   Decoded d;
   void* decoder = p.Create(&context);
   SetRecord range{};

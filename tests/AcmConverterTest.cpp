@@ -61,7 +61,7 @@ WFX FormatOf(Bytes chunk) {
   return wfx;
 }
 
-WFX Ima(std::uint16_t blockAlign) { return FormatOf(FormatEx(17, 2, 44100, 44359, blockAlign, 4, {0xF9, 0x03})); }
+WFX Ima() { return FormatOf(FormatEx(17, 2, 44100, 44359, 1024, 4, {0xF9, 0x03})); }
 
 // Reads `bytes` into the one reused input buffer, as the file engine does, and converts.
 void Feed(ACMDecoder& converter, AudioBuffer& input, const Bytes& bytes, bool final, Bytes& out) {
@@ -101,9 +101,9 @@ TEST(AcmConverter, CodecIsOfferedWholeBlocksAndTheRestWaits) {
     FakeCodec codec;
     codec.shortBy = c.shortBy;
     ACMDecoder converter(OpenerFor(codec));
-    ASSERT_TRUE(converter.CreateNewConverter(Ima(1024)));
+    ASSERT_TRUE(converter.CreateNewConverter(Ima()));
     AudioBuffer input;
-    input.format.Assign(Ima(1024));
+    input.format.Assign(Ima());
     Bytes all, out;
     for (std::size_t i = 0; i < c.reads.size(); ++i) {
       const Bytes read = Noise(c.reads[i], std::uint32_t(i + 1));
@@ -186,7 +186,7 @@ TEST(AcmConverter, OutputFormatAndTheG711FallbackTo16Bit) {
 
 TEST(AcmConverter, CarryOverBorrowsUntilCompactedAndGivesBackOnlyWhatItTook) {
   AudioBuffer input;
-  input.format.Assign(Ima(1024));
+  input.format.Assign(Ima());
   ASSERT_TRUE(input.Reserve(100));
   const Bytes bytes = Noise(100, 3);
   std::copy(bytes.begin(), bytes.end(), input.writable());

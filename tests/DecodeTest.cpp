@@ -29,7 +29,8 @@ TEST(Decode, GeneratedLayoutsRangesAndSeeks) {
   for (int round = 0; round < 60; ++round) {
     const bool extensible = gen() % 2, isFloat = gen() % 3 == 0;
     const std::uint16_t type = isFloat ? 3 : 1, channels = std::uint16_t(1 + gen() % 8);
-    const std::uint16_t bits = isFloat ? std::uint16_t(32 << gen() % 2) : std::uint16_t(8 << gen() % 3);
+    const std::uint16_t bits =
+        isFloat ? std::uint16_t(32 << gen() % 2) : std::array<std::uint16_t, 4>{8, 16, 24, 32}[gen() % 4];
     const std::uint32_t rate = std::array{8000u, 22050u, 44100u, 48000u, 96000u, 192000u}[gen() % 6];
     const std::int64_t align = channels * bits / 8, byteRate = align * rate;
     // Up to a few reads' worth and a part block, which is never delivered.

@@ -61,7 +61,7 @@ WFX FormatOf(Bytes chunk) {
   return wfx;
 }
 
-WFX Ima(std::uint16_t blockAlign) { return FormatOf(FormatEx(17, 2, 44100, 44359, blockAlign, 4, {0xF9, 0x03})); }
+WFX Ima() { return FormatOf(FormatEx(17, 2, 44100, 44359, 1024, 4, {0xF9, 0x03})); }
 
 // Reads `bytes` into the one reused input buffer, as the file engine does, and converts.
 void Feed(ACMDecoder& converter, AudioBuffer& input, const Bytes& bytes, bool final, Bytes& out) {
@@ -101,9 +101,9 @@ TEST(AcmConverter, CodecIsOfferedWholeBlocksAndTheRestWaits) {
     FakeCodec codec;
     codec.shortBy = c.shortBy;
     ACMDecoder converter(OpenerFor(codec));
-    ASSERT_TRUE(converter.CreateNewConverter(Ima(1024)));
+    ASSERT_TRUE(converter.CreateNewConverter(Ima()));
     AudioBuffer input;
-    input.format.Assign(Ima(1024));
+    input.format.Assign(Ima());
     Bytes all, out;
     for (std::size_t i = 0; i < c.reads.size(); ++i) {
       const Bytes read = Noise(c.reads[i], std::uint32_t(i + 1));
@@ -128,14 +128,51 @@ TEST(AcmConverter, CodecIsOfferedWholeBlocksAndTheRestWaits) {
   }
 }
 
-TEST(AcmConverter, PcmAndFloatPassThroughWithoutCopyOrStream) {
-  for (const Bytes& fmt :
-       {PcmFormat(1, 2, 44100, 16), PcmFormat(3, 2, 48000, 32), ExtensibleFormat(3, 6, 48000, 32, 0x3F)}) {
+// The output keeps rate and channels, is PCM of at least 8 bits, and G.711 falls back once to 16-bit PCM where the
+// codec refuses 8-bit. PCM and float pass through without a copy or a stream.
+TEST(AcmConverter, OutputFormatAndTheG711FallbackTo16Bit) {
+  const char16_t* const kLine =
+      u"The codec refuses 8-bit PCM output: decoding to 16-bit PCM.  [ACMDecoder::CreateNewConverter]\r\n";
+  struct Case {
+    const char* name;
+    Bytes fmt;
+    bool refuse8Bit, refuseAll;
+    std::size_t attempts;
+    std::uint16_t bits, blockAlign;  // bits 0: not opened
+    std::uint32_t bytesPerSecond;
+  } cases[] = {
+      {"PCM", PcmFormat(1, 2, 44100, 16), false, true, 0, 16, 4, 176400},
+      {"float", PcmFormat(3, 2, 48000, 32), false, true, 0, 32, 8, 384000},
+      {"extensible float", ExtensibleFormat(3, 6, 48000, 32, 0x3F), false, true, 0, 32, 24, 1152000},
+      {"8-bit A-law", FormatEx(6, 1, 8000, 8000, 1, 8, {}), false, false, 1, 8, 1, 8000},
+      {"8-bit A-law refused", FormatEx(6, 2, 8000, 16000, 2, 8, {}), true, false, 2, 16, 4, 32000},
+      {"extensible mu-law", ExtensibleFormat(7, 2, 8000, 8, 0x3), false, false, 1, 8, 2, 16000},
+      {"mu-law refused", FormatEx(7, 1, 8000, 8000, 1, 8, {}), true, false, 2, 16, 2, 16000},
+      {"nothing accepted", FormatEx(7, 1, 8000, 8000, 1, 8, {}), false, true, 2, 0, 0, 0},
+      {"4-bit IMA ADPCM", FormatEx(17, 2, 22050, 22311, 1024, 4, {0xF9, 0x03}), false, false, 1, 16, 4, 88200},
+      {"ADPCM is not retried", FormatEx(17, 1, 8000, 4055, 256, 4, {0xF9, 0x01}), false, true, 1, 0, 0, 0},
+      {"GSM 6.10 (no bits)", FormatEx(49, 1, 8000, 1625, 65, 0, {0x40, 0x01}), false, false, 1, 16, 2, 16000},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    TraceCapture cap;
     FakeCodec codec;
+    codec.refuse8Bit = c.refuse8Bit;
+    codec.refuseAll = c.refuseAll;
     ACMDecoder converter(OpenerFor(codec));
-    const WFX wfx = FormatOf(fmt);
-    ASSERT_TRUE(converter.CreateNewConverter(wfx));
-    EXPECT_EQ(converter.OutputFormat().bytes().size(), wfx.bytes().size());
+    converter.SetTrace(cap.context());
+    const WFX wfx = FormatOf(c.fmt);
+    ASSERT_EQ(converter.CreateNewConverter(wfx), c.bits != 0);
+    EXPECT_EQ(codec.opened.size(), c.attempts);
+    EXPECT_EQ(cap.Information(), c.refuse8Bit ? std::u16string(kLine) : std::u16string());
+    if (!c.bits) continue;
+    const WFX& out = converter.OutputFormat();
+    EXPECT_EQ(out.FormatTag(), c.attempts ? kWaveFormatPcm : wfx.FormatTag());
+    EXPECT_EQ(out.CbSize(), c.attempts ? 0 : wfx.CbSize());
+    EXPECT_EQ(out.BitsPerSample(), c.bits);
+    EXPECT_EQ(out.BlockAlign(), c.blockAlign);
+    EXPECT_EQ(out.AvgBytesPerSec(), c.bytesPerSecond);
+    if (c.attempts) continue;
     AudioBuffer input;
     input.format.Assign(wfx);
     ASSERT_TRUE(input.Reserve(4096));
@@ -143,73 +180,13 @@ TEST(AcmConverter, PcmAndFloatPassThroughWithoutCopyOrStream) {
     ASSERT_TRUE(converter.Convert(input, true));
     EXPECT_EQ(converter.Output().data, input.data);
     EXPECT_EQ(converter.Output().valid, 4096u);
-    EXPECT_TRUE(codec.opened.empty());
     EXPECT_FALSE(converter.HasStream());
-  }
-}
-
-TEST(AcmConverter, OutputFormatKeepsRateAndChannelsAndWidensSubByteSamples) {
-  struct Case {
-    const char* name;
-    Bytes fmt;
-    std::uint16_t bits, blockAlign;
-    std::uint32_t bytesPerSecond;
-  } cases[] = {
-      {"8-bit A-law", FormatEx(6, 1, 8000, 8000, 1, 8, {}), 8, 1, 8000},
-      {"extensible mu-law", ExtensibleFormat(7, 2, 8000, 8, 0x3), 8, 2, 16000},
-      {"4-bit IMA ADPCM", FormatEx(17, 2, 22050, 22311, 1024, 4, {0xF9, 0x03}), 16, 4, 88200},
-      {"GSM 6.10 (no bits)", FormatEx(49, 1, 8000, 1625, 65, 0, {0x40, 0x01}), 16, 2, 16000},
-  };
-  for (const auto& c : cases) {
-    FakeCodec codec;
-    ACMDecoder converter(OpenerFor(codec));
-    ASSERT_TRUE(converter.CreateNewConverter(FormatOf(c.fmt))) << c.name;
-    const WFX& out = converter.OutputFormat();
-    EXPECT_EQ(out.FormatTag(), kWaveFormatPcm) << c.name;
-    EXPECT_EQ(out.CbSize(), 0) << c.name;
-    EXPECT_EQ(out.BitsPerSample(), c.bits) << c.name;
-    EXPECT_EQ(out.BlockAlign(), c.blockAlign) << c.name;
-    EXPECT_EQ(out.AvgBytesPerSec(), c.bytesPerSecond) << c.name;
-    ASSERT_EQ(codec.opened.size(), 1u) << c.name;
-  }
-}
-
-TEST(AcmConverter, G711FallsBackOnceTo16BitWhenTheCodecRefuses8Bit) {
-  const char16_t* const kLine =
-      u"The codec refuses 8-bit PCM output: decoding to 16-bit PCM.  [ACMDecoder::CreateNewConverter]\r\n";
-  struct Case {
-    const char* name;
-    Bytes fmt;
-    bool refuse8Bit, refuseAll, opens;
-    std::size_t attempts;
-    std::uint16_t bits;
-    bool informs;
-  } cases[] = {
-      {"8-bit accepted", FormatEx(6, 2, 8000, 16000, 2, 8, {}), false, false, true, 1, 8, false},
-      {"8-bit refused", FormatEx(6, 2, 8000, 16000, 2, 8, {}), true, false, true, 2, 16, true},
-      {"mu-law refused", FormatEx(7, 1, 8000, 8000, 1, 8, {}), true, false, true, 2, 16, true},
-      {"nothing accepted", FormatEx(7, 1, 8000, 8000, 1, 8, {}), false, true, false, 2, 0, false},
-      {"ADPCM is not retried", FormatEx(17, 1, 8000, 4055, 256, 4, {0xF9, 0x01}), false, true, false, 1, 0, false},
-  };
-  for (const auto& c : cases) {
-    TraceCapture cap;
-    FakeCodec codec;
-    codec.refuse8Bit = c.refuse8Bit;
-    codec.refuseAll = c.refuseAll;
-    ACMDecoder converter(OpenerFor(codec));
-    converter.SetTrace(cap.context());
-    EXPECT_EQ(converter.CreateNewConverter(FormatOf(c.fmt)), c.opens) << c.name;
-    EXPECT_EQ(codec.opened.size(), c.attempts) << c.name;
-    if (c.opens) {
-      EXPECT_EQ(converter.OutputFormat().BitsPerSample(), c.bits) << c.name;
-    }
-    EXPECT_EQ(cap.Information(), c.informs ? std::u16string(kLine) : std::u16string()) << c.name;
   }
 }
 
 TEST(AcmConverter, CarryOverBorrowsUntilCompactedAndGivesBackOnlyWhatItTook) {
   AudioBuffer input;
-  input.format.Assign(Ima(1024));
+  input.format.Assign(Ima());
   ASSERT_TRUE(input.Reserve(100));
   const Bytes bytes = Noise(100, 3);
   std::copy(bytes.begin(), bytes.end(), input.writable());

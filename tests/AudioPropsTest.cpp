@@ -3,7 +3,6 @@
 
 #include "PluginHarness.h"
 #include "host/TagBlock.h"
-#include "io/ByteWriter.h"
 #include "io/Text.h"
 
 namespace {
@@ -34,29 +33,20 @@ std::u16string Line(const Lines& lines, std::u16string_view name) {
   return u"(none)";
 }
 
-Bytes InfoTitle() {
-  Bytes out;
-  ByteWriter w(out);
-  w.Text("INFO");
-  w.Text("INAM");
-  w.U32(4);
-  w.Text("abc");
-  w.U8(0);
-  return out;
-}
 }  // namespace
 
 TEST(AudioProps, FullListForATaggedPcmFile) {
   Bytes bext(602, 0);
   bext[346] = 1;
   std::u16string trace;
-  const Lines lines = Properties(WavBuilder()
-                                     .Fmt(PcmFormat(1, 2, 44100, 16))
-                                     .Chunk("LIST", InfoTitle())
-                                     .Chunk("bext", bext)
-                                     .Data(Bytes(1234569, 0))
-                                     .Build(),
-                                 &trace);
+  const Lines lines =
+      Properties(WavBuilder()
+                     .Fmt(PcmFormat(1, 2, 44100, 16))
+                     .Chunk("LIST", {'I', 'N', 'F', 'O', 'I', 'N', 'A', 'M', 4, 0, 0, 0, 'a', 'b', 'c', 0})
+                     .Chunk("bext", bext)
+                     .Data(Bytes(1234569, 0))
+                     .Build(),
+                 &trace);
   const Lines expected = {
       {u"Audio Quality", u"CD (Lossless)"},
       {u"Encoder Settings", u"PCM"},
@@ -73,46 +63,39 @@ TEST(AudioProps, FullListForATaggedPcmFile) {
   EXPECT_TRUE(Contains(trace, u"\tGapless: Yes\r\n"));
 }
 
-// Quality and channel texts are the AudioText tables' concern; here, which header kind and gapless answer each form
-// gets.
-TEST(AudioProps, HeaderKindsAndGapless) {
-  const Bytes pcm = PcmFormat(1, 2, 44100, 16);
+// Quality and channel texts are the AudioText tables' concern; here, which header kind, gapless answer and sample
+// count each form gets.
+TEST(AudioProps, HeaderKindsGaplessAndSampleCount) {
+  const Bytes pcm = PcmFormat(1, 2, 44100, 16), ima = FormatEx(17, 1, 22050, 11100, 512, 4, {0xF9, 0x03});
   struct Case {
     const char* what;
     Bytes fmt;
-    std::u16string header, gapless;
+    std::u16string header, gapless, samples;
+    bool withFact = false;
   } cases[] = {
-      {"16/44100", pcm, u"Wave Format PCM", u"Yes"},
-      {"float/48000", FormatEx(3, 2, 48000, 384000, 8, 32, {}), u"Wave Format Extended", u"Yes"},
-      {"mask 0x3", ExtensibleFormat(1, 2, 44100, 16, 0x3), u"Wave Format Extensible", u"Yes"},
-      {"MP3 128k", FormatEx(85, 2, 44100, 16000, 1, 0, Bytes(12, 0)), u"Wave Format Extended", u"No"},
-      {"IMA ADPCM", FormatEx(17, 2, 44100, 44359, 2048, 4, {0xF9, 0x07}), u"Wave Format Extended", u"No"},
-      {"MS ADPCM", FormatEx(2, 1, 22050, 11155, 512, 4, Bytes(32, 0)), u"Wave Format Extended", u"Yes"},
-      {"14-byte fmt", Bytes(pcm.begin(), pcm.end() - 2), u"Wave Format", u"Yes"},
+      {"16/44100", pcm, u"Wave Format PCM", u"Yes", u"1,024"},
+      {"float/48000", FormatEx(3, 2, 48000, 384000, 8, 32, {}), u"Wave Format Extended", u"Yes", u"512"},
+      {"mask 0x3", ExtensibleFormat(1, 2, 44100, 16, 0x3), u"Wave Format Extensible", u"Yes", u"1,024"},
+      {"MP3 128k", FormatEx(85, 2, 44100, 16000, 1, 0, Bytes(12, 0)), u"Wave Format Extended", u"No", u"(none)"},
+      {"IMA ADPCM", FormatEx(17, 2, 44100, 44359, 2048, 4, {0xF9, 0x07}), u"Wave Format Extended", u"No", u"(none)"},
+      {"MS ADPCM", FormatEx(2, 1, 22050, 11155, 512, 4, Bytes(32, 0)), u"Wave Format Extended", u"Yes", u"(none)"},
+      {"14-byte fmt", Bytes(pcm.begin(), pcm.end() - 2), u"Wave Format", u"Yes", u"1,024"},
+      // 15 bytes: a size no header has; no bits, so blocks of one byte.
+      {"15-byte fmt", Bytes(pcm.begin(), pcm.begin() + 15), u"Invalid", u"Yes", u"4,096"},
+      {"50-byte fmt", FormatEx(1, 2, 44100, 0, 0, 16, Bytes(32, 0)), u"Wave Format Extended", u"Yes", u"1,024"},
+      // A compressed file's sample count is the 'fact' count.
+      {"IMA with fact", ima, u"Wave Format Extended", u"No", u"10,000", true},
   };
   for (const auto& c : cases) {
-    const Lines lines = Properties(WavBuilder().Fmt(c.fmt).Data(Bytes(4096, 0)).Build());
-    EXPECT_EQ(Line(lines, u"Wave Header"), c.header) << c.what;
-    EXPECT_EQ(Line(lines, u"Gapless"), c.gapless) << c.what;
+    SCOPED_TRACE(c.what);
+    WavBuilder file;
+    file.Fmt(c.fmt);
+    if (c.withFact) file.Chunk("fact", {0x10, 0x27, 0, 0});
+    const Lines lines = Properties(file.Data(Bytes(4096, 0)).Build());
+    EXPECT_EQ(Line(lines, u"Wave Header"), c.header);
+    EXPECT_EQ(Line(lines, u"Gapless"), c.gapless);
+    EXPECT_EQ(Line(lines, u"Sample Count"), c.samples);
   }
-}
-
-TEST(AudioProps, HeaderSizesSampleCountsAndChunkMap) {
-  const Bytes pcm = PcmFormat(1, 2, 44100, 16);
-  // 15 bytes: a size no header has.
-  const Lines fifteen = Properties(WavBuilder().Fmt(Bytes(pcm.begin(), pcm.begin() + 15)).Data(Bytes(8, 0)).Build());
-  EXPECT_EQ(Line(fifteen, u"Wave Header"), u"Invalid");
-  const Lines fifty =
-      Properties(WavBuilder().Fmt(FormatEx(1, 2, 44100, 0, 0, 16, Bytes(32, 0))).Data(Bytes(8, 0)).Build());
-  EXPECT_EQ(Line(fifty, u"Wave Header"), u"Wave Format Extended");
-
-  // A compressed file without 'fact' has no sample count; with one, it is the fact count.
-  const Bytes ima = FormatEx(17, 1, 22050, 11100, 512, 4, {0xF9, 0x03});
-  EXPECT_EQ(Line(Properties(WavBuilder().Fmt(ima).Data(Bytes(1024, 0)).Build()), u"Sample Count"), u"(none)");
-  EXPECT_EQ(Line(Properties(WavBuilder().Fmt(ima).Chunk("fact", {0x10, 0x27, 0, 0}).Data(Bytes(1024, 0)).Build()),
-                 u"Sample Count"),
-            u"10,000");
-
   // One byte is "byte"; odd chunks are listed with their own size.
   const Lines map = Properties(WavBuilder().Fmt(pcm).Chunk("abcd", {7}).Data(Bytes(4, 0)).Build());
   EXPECT_EQ(Line(map, u"Riff Chunks"), u"'fmt ' 16 bytes,  'abcd' 1 byte,  'data' 4 bytes");

@@ -73,40 +73,33 @@ TEST(Codec, G711CodesExpandToTheStandardLevels) {
   EXPECT_EQ(out, (Bytes{254, 2, 128, 127}));
 }
 
-TEST(Codec, ImaAdpcmBuildsEachDifferenceBitByBitAndClamps) {
-  const auto decoder = MakeImaAdpcmDecoder(FormatOf(FormatEx(17, 1, 8000, 4000, 8, 4, {9, 0})), Pcm(1, 8000, 16));
-  ASSERT_NE(decoder, nullptr);
+// IMA ADPCM builds each difference bit by bit and clamps; MS ADPCM predicts from the header's coefficients and
+// rounds toward zero.
+TEST(Codec, AdpcmBlocksDecodeToTheInstalledCodecsRounding) {
+  const auto ima = MakeImaAdpcmDecoder(FormatOf(FormatEx(17, 1, 8000, 4000, 8, 4, {9, 0})), Pcm(1, 8000, 16));
+  const auto ms = MakeMsAdpcmDecoder(FormatOf(FormatEx(2, 1, 8000, 4000, 9, 4, MsAdpcmExtra(6))), Pcm(1, 8000, 16));
+  ASSERT_NE(ima, nullptr);
+  ASSERT_NE(ms, nullptr);
   struct Case {
     const char* name;
-    Bytes block;
+    BlockDecoder* decoder;
+    Bytes block;  // MS ADPCM: predictor, delta, sample1, sample2, nibbles
     std::vector<int> samples;
   } cases[] = {
       // Nibble 7 at step 7 adds 7 + 3 + 1 + 0 = 11 (a multiplying decoder gets 13).
-      {"rounding", {0, 0, 0, 0, 0x07, 0x8F, 0x00, 0x00}, {0, 11, 13, -12, -15, -12, -9, -7, -5}},
-      {"clamped high",
+      {"IMA rounding", ima.get(), {0, 0, 0, 0, 0x07, 0x8F, 0x00, 0x00}, {0, 11, 13, -12, -15, -12, -9, -7, -5}},
+      {"IMA clamped high",
+       ima.get(),
        {0xF8, 0x7F, 88, 0, 0x77, 0x00, 0x00, 0x00},
        {32760, 32767, 32767, 32767, 32767, 32767, 32767, 32767, 32767}},
-  };
-  for (const auto& c : cases) EXPECT_EQ(DecodeBlocks(*decoder, c.block), c.samples) << c.name;
-  // A damaged step index past the table decodes as the last step.
-  EXPECT_EQ(DecodeBlocks(*decoder, {0, 0, 200, 0, 0x08, 0x13, 0x57, 0x9B}),
-            DecodeBlocks(*decoder, {0, 0, 88, 0, 0x08, 0x13, 0x57, 0x9B}));
-}
-
-TEST(Codec, MsAdpcmPredictsFromTheHeaderCoefficientsAndRoundsTowardZero) {
-  const auto decoder =
-      MakeMsAdpcmDecoder(FormatOf(FormatEx(2, 1, 8000, 4000, 9, 4, MsAdpcmExtra(6))), Pcm(1, 8000, 16));
-  ASSERT_NE(decoder, nullptr);
-  struct Case {
-    const char* name;
-    Bytes block;  // predictor, delta, sample1, sample2, nibbles
-    std::vector<int> samples;
-  } cases[] = {
-      {"steps", {0, 16, 0, 100, 0, 50, 0, 0x1F, 0x70}, {50, 100, 116, 100, 212, 212}},
+      {"MS steps", ms.get(), {0, 16, 0, 100, 0, 50, 0, 0x1F, 0x70}, {50, 100, 116, 100, 212, 212}},
       // -1 x 192 / 256 is -0.75: zero, where a shifting decoder gives -1.
-      {"toward zero", {3, 16, 0, 0xFF, 0xFF, 0, 0, 0x00, 0x00}, {0, -1, 0, 0, 0, 0}},
+      {"MS toward zero", ms.get(), {3, 16, 0, 0xFF, 0xFF, 0, 0, 0x00, 0x00}, {0, -1, 0, 0, 0, 0}},
   };
-  for (const auto& c : cases) EXPECT_EQ(DecodeBlocks(*decoder, c.block), c.samples) << c.name;
+  for (const auto& c : cases) EXPECT_EQ(DecodeBlocks(*c.decoder, c.block), c.samples) << c.name;
+  // A damaged step index past the table decodes as the last step.
+  EXPECT_EQ(DecodeBlocks(*ima, {0, 0, 200, 0, 0x08, 0x13, 0x57, 0x9B}),
+            DecodeBlocks(*ima, {0, 0, 88, 0, 0x08, 0x13, 0x57, 0x9B}));
 }
 
 TEST(Codec, PairsNoDecoderServesAreRefused) {

@@ -16,9 +16,8 @@ Plugin& LoadedPlugin() {
   return plugin;
 }
 
-Decoded DecodeFile(const std::u16string& name, const TraceContext& context, std::int64_t rangeStart,
-                   std::int64_t rangeEnd, std::uint32_t flags) {
-  Plugin& p = LoadedPlugin();
+Decoded DecodeFile(Plugin& p, const std::u16string& name, const TraceContext& context, std::int64_t rangeStart,
+                   std::int64_t rangeEnd, std::uint32_t flags, std::int64_t seek) {
   Decoded d;
   void* decoder = p.Create(&context);
   SetRecord range{};
@@ -28,9 +27,11 @@ Decoded DecodeFile(const std::u16string& name, const TraceContext& context, std:
   d.record.FileName = W(name);
   d.record.Flags = flags;
   d.openResult = p.Open(decoder, &d.record);
+  if (d.openResult && seek >= 0) d.seekResult = p.SetPosition(decoder, seek);
   if (d.openResult && (flags & kOpenPrepareDecode)) {
     for (int guard = 0; guard < 1000000; ++guard) {
       AudioBlock block{};
+      ++d.calls;
       if (!p.DecodeBlock(decoder, &block)) {
         d.decodeFailed = true;
         break;

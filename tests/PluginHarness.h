@@ -24,11 +24,19 @@ struct Decoded {
   std::vector<std::int64_t> positions;
   std::uint8_t format[40]{};
   bool decodeFailed = false;
+  int seekResult = 0;
+  int calls = 0;  // DecodeBlock calls up to the last block
 };
 
-// Opens with the given flags and a decode range, then decodes to the last block.
-Decoded DecodeFile(const std::u16string& name, const TraceContext& context, std::int64_t rangeStart = 0,
-                   std::int64_t rangeEnd = -1, std::uint32_t flags = kOpenPrepareDecode);
+// Opens with the given flags and a decode range, seeks to block `seek` unless it is negative, then decodes to the
+// last block.
+Decoded DecodeFile(Plugin& p, const std::u16string& name, const TraceContext& context, std::int64_t rangeStart = 0,
+                   std::int64_t rangeEnd = -1, std::uint32_t flags = kOpenPrepareDecode, std::int64_t seek = -1);
+inline Decoded DecodeFile(const std::u16string& name, const TraceContext& context, std::int64_t rangeStart = 0,
+                          std::int64_t rangeEnd = -1, std::uint32_t flags = kOpenPrepareDecode,
+                          std::int64_t seek = -1) {
+  return DecodeFile(LoadedPlugin(), name, context, rangeStart, rangeEnd, flags, seek);
+}
 
 // Hands the tags to the plug-in as a host's tag editor does, through Set "IDTags".
 int WriteTags(void* decoder, const std::u16string& file, const std::vector<HostTag>& tags);

@@ -49,15 +49,9 @@ Bytes WavBuilder::Build() const {
 }
 
 Bytes PcmFormat(std::uint16_t tag, std::uint16_t channels, std::uint32_t rate, std::uint16_t bits) {
-  Bytes out;
-  ByteWriter w(out);
   const std::uint16_t align = std::uint16_t(channels * bits / 8);
-  w.U16(tag);
-  w.U16(channels);
-  w.U32(rate);
-  w.U32(rate * align);
-  w.U16(align);
-  w.U16(bits);
+  Bytes out = FormatEx(tag, channels, rate, rate * align, align, bits, {});
+  out.resize(16);  // no cbSize
   return out;
 }
 

@@ -21,46 +21,34 @@ struct WavChunk {
 
 class WavBuilder {
  public:
-  WavBuilder& Container(std::string id) {
-    container_ = std::move(id);
-    return *this;
-  }
-  WavBuilder& Form(std::string form) {
-    form_ = std::move(form);
-    return *this;
-  }
-  WavBuilder& RiffSize(std::uint32_t size) {
-    riffSize_ = size;
-    return *this;
-  }
+  WavBuilder& Container(std::string id) { return Set(container_, std::move(id)); }
+  WavBuilder& Form(std::string form) { return Set(form_, std::move(form)); }
+  WavBuilder& RiffSize(std::uint32_t size) { return Set(riffSize_, size); }
   // RF64: the container says 'RF64', a 'ds64' chunk comes first, sizes in it.
   WavBuilder& RF64(std::uint64_t dataSize, std::uint64_t sampleCount = 0) {
     rf64_ = true, ds64Data_ = dataSize, ds64Samples_ = sampleCount;
     return *this;
   }
-  WavBuilder& Chunk(std::string id, Bytes data) {
-    chunks_.push_back({std::move(id), std::move(data), {}, true});
-    return *this;
-  }
+  WavBuilder& Chunk(std::string id, Bytes data) { return Chunk({std::move(id), std::move(data), {}, true}); }
   WavBuilder& Chunk(WavChunk chunk) {
     chunks_.push_back(std::move(chunk));
     return *this;
   }
   WavBuilder& Fmt(Bytes fmt) { return Chunk("fmt ", std::move(fmt)); }
   WavBuilder& Data(Bytes data) { return Chunk("data", std::move(data)); }
-  WavBuilder& Trailing(Bytes extra) {
-    trailing_ = std::move(extra);
-    return *this;
-  }
+  WavBuilder& Trailing(Bytes extra) { return Set(trailing_, std::move(extra)); }
   // Cuts the built file to this many bytes (a recording cut short).
-  WavBuilder& TruncateTo(std::size_t size) {
-    truncate_ = size;
-    return *this;
-  }
+  WavBuilder& TruncateTo(std::size_t size) { return Set(truncate_, size); }
 
   Bytes Build() const;
 
  private:
+  template <typename T, typename V>
+  WavBuilder& Set(T& field, V value) {
+    field = std::move(value);
+    return *this;
+  }
+
   std::string container_ = "RIFF";
   std::string form_ = "WAVE";
   std::optional<std::uint32_t> riffSize_;

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "WavBuilder.h"
 #include "io/ByteWriter.h"
 #include "wave/WFX.h"
 
@@ -16,19 +17,11 @@ struct Head {
   std::uint16_t bits;
 };
 
-// A plain header: the head, cbSize, then `extra`.
+// A plain header: the head, cbSize (whatever `extra` holds), then `extra`.
 inline std::vector<std::uint8_t> Plain(const Head& h, std::uint16_t cbSize,
                                        const std::vector<std::uint8_t>& extra = {}) {
-  std::vector<std::uint8_t> bytes;
-  ByteWriter out(bytes);
-  out.U16(h.tag);
-  out.U16(h.channels);
-  out.U32(h.rate);
-  out.U32(h.bytesPerSec);
-  out.U16(h.blockAlign);
-  out.U16(h.bits);
-  out.U16(cbSize);
-  out.Bytes(extra);
+  std::vector<std::uint8_t> bytes = FormatEx(h.tag, h.channels, h.rate, h.bytesPerSec, h.blockAlign, h.bits, extra);
+  bytes[kWfxCbSizeOffset] = std::uint8_t(cbSize), bytes[kWfxCbSizeOffset + 1] = std::uint8_t(cbSize >> 8);
   return bytes;
 }
 

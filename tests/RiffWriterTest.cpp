@@ -287,7 +287,7 @@ TEST(RiffWriterSafety, EveryInterruptedEditKeepsTheAudio) {
       EXPECT_TRUE(r.scanned);
       EXPECT_TRUE(r.Data("data") == kAudio);
       EXPECT_EQ(FilesIn(dir.path()), 1u);
-      return reached && !HasFatalFailure();
+      return reached && !HasFailure();
     })) << c.label;
 }
 
@@ -367,6 +367,6 @@ TEST(RiffWriterRF64, PromotionPast4GiB) {
       EXPECT_EQ(LayoutOf(r), "fmt 16, ds64 28, data " + std::to_string(BigFile::kDataSize) + ", test 8192");
       EXPECT_EQ(big.Start(12), (Bytes{'R', 'F', '6', '4', 0xFF, 0xFF, 0xFF, 0xFF, 'W', 'A', 'V', 'E'}));
     }
-    return reached && !HasFatalFailure();
+    return reached && !HasFailure();
   }));
 }

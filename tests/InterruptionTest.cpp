@@ -106,7 +106,7 @@ TEST(Interruption, EveryOperationKeepsTheAudioAndSaysWhy) {
       }
       trace_testing::ResetIndentation();
       if (!reached) {
-        EXPECT_EQ(result, 1);
+        EXPECT_EQ(result, 1) << cap.TraceUtf8();
       } else if (result == 0) {
         EXPECT_FALSE(cap.Errors().empty()) << cap.TraceUtf8();
         if (once || !Contains(cap.Errors(), u"Error cannot undo the failed edit of '")) {

@@ -4,41 +4,30 @@
 
 namespace {
 // Atomics: the thread tests run file operations on several threads at once.
-std::atomic<bool> gArmed{false};
-std::atomic<int> gFailAt{0};
-std::atomic<int> gCount{0};
-std::atomic<unsigned> gKinds{0};
-std::atomic<bool> gOnce{false};
-
-unsigned Bit(FileOp op) { return 1u << unsigned(op); }
+std::atomic<bool> gArmed{false}, gOnce{false};
+std::atomic<int> gFailAt{0}, gCount{0};
 }  // namespace
 
-bool FileFaultHits(FileOp op) {
-  if (!gArmed.load() || (gKinds.load() & Bit(op)) == 0) return false;
-  const int count = ++gCount;
-  const int failAt = gFailAt.load();
-  return failAt > 0 && (gOnce.load() ? count == failAt : count >= failAt);
+bool FileFaultHits(FileOp) {
+  if (!gArmed.load()) return false;
+  const int count = ++gCount, failAt = gFailAt.load();
+  return gOnce.load() ? count == failAt : count >= failAt;
 }
 
 namespace xfile_fault {
-void Arm(int k) { Arm(k, {FileOp::Read, FileOp::Write, FileOp::Seek, FileOp::Flush, FileOp::Rename}); }
-
-void Arm(int k, std::initializer_list<FileOp> kinds) {
-  unsigned bits = 0;
-  for (FileOp op : kinds) bits |= Bit(op);
+bool Reaches(int k, bool once, const std::function<void()>& run) {
+  gFailAt = k, gCount = 0, gOnce = once, gArmed = true;
+  run();
   gArmed = false;
-  gKinds = bits;
-  gFailAt = k;
-  gCount = 0;
-  gOnce = false;
-  gArmed = true;
+  return gCount.load() >= k;
 }
 
-void ArmOnce(int k) {
-  Arm(k);
-  gOnce = true;
+bool Sweep(int limit, const std::function<bool(int k, bool once)>& attempt) {
+  for (const bool once : {false, true}) {
+    int k = 1;
+    while (k < limit && attempt(k, once)) ++k;
+    if (k == limit) return false;
+  }
+  return true;
 }
-
-void Disarm() { gArmed = false; }
-int Count() { return gCount.load(); }
 }  // namespace xfile_fault

@@ -23,40 +23,34 @@ namespace fs = std::filesystem;
 namespace {
 const Bytes kAudio = Noise(9000, 31);
 
-// The audio as a fresh decoder object hands it over, or nothing when the file does not open.
-std::optional<Bytes> Audio(const fs::path& file) {
-  const TraceContext quiet{};
-  clDecoder_Wave d(&quiet);
-  const std::u16string name = file.u16string();
+// Opens with `flags`; when decoding, reads to the last block (into `audio`) and seeks back. 1 when all went well.
+int OpenAndRead(clDecoder_Wave& d, const std::u16string& name, std::uint32_t flags, Bytes* audio = nullptr) {
   OpenRecord record{};
-  record.FileName = reinterpret_cast<const WaveChar*>(name.c_str());
-  record.Flags = kOpenPrepareDecode;
-  if (!d.Open(record)) return std::nullopt;
-  Bytes audio;
-  for (AudioBlock block{}; d.DecodeBlock(block) && block.Data; block = {}) {
-    audio.insert(audio.end(), block.Data, block.Data + block.DataBytes);
-    if (block.LastBlock) break;
-  }
-  d.Close(0);
-  return audio;
-}
-
-int OpenAndRead(clDecoder_Wave& d, const std::u16string& name, std::uint32_t flags) {
-  OpenRecord record{};
-  record.FileName = reinterpret_cast<const WaveChar*>(name.c_str());
+  record.FileName = W(name);
   record.Flags = flags;
   if (!d.Open(record)) return 0;
   for (AudioBlock block{}; flags & kOpenPrepareDecode; block = {}) {
     if (!d.DecodeBlock(block)) return 0;
+    if (audio && block.Data) audio->insert(audio->end(), block.Data, block.Data + block.DataBytes);
     if (block.LastBlock) return d.SetPosition(100);
   }
   return 1;
 }
 
+// The audio as a fresh decoder object hands it over, or nothing when the file does not open.
+std::optional<Bytes> Audio(const fs::path& file) {
+  const TraceContext quiet{};
+  clDecoder_Wave d(&quiet);
+  Bytes audio;
+  const int ok = OpenAndRead(d, file.u16string(), kOpenPrepareDecode, &audio);
+  d.Close(0);
+  return ok ? std::optional(audio) : std::nullopt;
+}
+
 int WriteTags(clDecoder_Wave& d, const std::u16string& name, const std::vector<HostTag>& tags) {
   const Bytes block = BuildTagBlock(tags);
   SetRecord record{};
-  record.FileName = reinterpret_cast<const WaveChar*>(name.c_str());
+  record.FileName = W(name);
   record.TagData = block.data();
   record.Value = std::int32_t(block.size());
   return d.Set(u"IDTags", record);
@@ -74,11 +68,10 @@ TEST(Interruption, EveryOperationKeepsTheAudioAndSaysWhy) {
                          .Chunk("id3 ", Id3v23Tag({{"TALB", "Album"}}))
                          .Build();
   const std::u16string longTitle(300, u'T');
-  using Operation = std::function<int(clDecoder_Wave&, const std::u16string&)>;
-  const struct Case {
+  const struct {
     const char* label;
     std::uint32_t padding;  // "WaveLISTPadding"
-    Operation run;
+    std::function<int(clDecoder_Wave&, const std::u16string&)> run;
   } cases[] = {
       {"open for information", 0, [](auto& d, auto& n) { return OpenAndRead(d, n, 4 | 8 | 16); }},
       {"open, decode and seek", 0, [](auto& d, auto& n) { return OpenAndRead(d, n, 1); }},
@@ -97,38 +90,32 @@ TEST(Interruption, EveryOperationKeepsTheAudioAndSaysWhy) {
       {"delete named", 2, [](auto& d, auto& n) { return d.DeleteATag(n.c_str(), u"Album\0"); }},
       {"delete all", 2, [](auto& d, auto& n) { return d.DeleteATag(n.c_str(), nullptr); }},
   };
-  const std::u16string undoFailed = u"Error cannot undo the failed edit of '";
   for (const auto& c : cases) {
     settings.Set(u"WaveLISTPadding", c.padding);
-    for (const bool once : {false, true}) {
-      bool finished = false;
-      for (int k = 1; !finished && k < 500; ++k) {
-        SCOPED_TRACE(testing::Message() << c.label << ", operation " << k << (once ? " alone" : " on") << " fails");
-        TempDir dir;
-        const fs::path path = dir.Write("t.wav", file);
-        TraceCapture cap;
-        int result = 0;
-        {
-          clDecoder_Wave d(&cap.context());
-          once ? xfile_fault::ArmOnce(k) : xfile_fault::Arm(k);
-          result = c.run(d, path.u16string());
-          finished = xfile_fault::Count() < k;
-          xfile_fault::Disarm();
-          d.Close(0);
-        }
-        trace_testing::ResetIndentation();
-        if (finished) {
-          EXPECT_EQ(result, 1);
-        } else if (result == 0) {
-          EXPECT_FALSE(cap.Errors().empty()) << cap.TraceUtf8();
-          if (once || !Contains(cap.Errors(), undoFailed)) {
-            ASSERT_EQ(ReadAll(path), file) << cap.TraceUtf8();
-          }
-        }
-        ASSERT_EQ(Audio(path), kAudio);
-        ASSERT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 1);
+    EXPECT_TRUE(xfile_fault::Sweep(500, [&](int k, bool once) {
+      SCOPED_TRACE(testing::Message() << c.label << ", operation " << k << (once ? " alone" : " on") << " fails");
+      TempDir dir;
+      const fs::path path = dir.Write("t.wav", file);
+      TraceCapture cap;
+      int result = 0;
+      bool reached = false;
+      {
+        clDecoder_Wave d(&cap.context());
+        reached = xfile_fault::Reaches(k, once, [&] { result = c.run(d, path.u16string()); });
+        d.Close(0);
       }
-      EXPECT_TRUE(finished) << c.label;
-    }
+      trace_testing::ResetIndentation();
+      if (!reached) {
+        EXPECT_EQ(result, 1) << cap.TraceUtf8();
+      } else if (result == 0) {
+        EXPECT_FALSE(cap.Errors().empty()) << cap.TraceUtf8();
+        if (once || !Contains(cap.Errors(), u"Error cannot undo the failed edit of '")) {
+          EXPECT_TRUE(ReadAll(path) == file) << cap.TraceUtf8();
+        }
+      }
+      EXPECT_EQ(Audio(path), kAudio);
+      EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 1);
+      return reached && !testing::Test::HasFailure();
+    })) << c.label;
   }
 }

@@ -22,6 +22,7 @@ struct Scan {
 };
 
 Scan ScanBytes(const Bytes& bytes) {
+  trace_testing::ResetIndentation();  // a failed scan leaves it deeper
   TempDir dir;
   const auto path = dir.Write("scan.wav", bytes);
   XFile file;
@@ -44,68 +45,11 @@ std::u16string ErrorLine(const std::u16string& text) { return u"*** Error: " + t
 bool Has(const Scan& s, const std::u16string& line) { return s.trace.find(line) != std::u16string::npos; }
 std::string Utf8(const std::u16string& s) { return WideToUtf8(s); }
 
-Bytes Minimal() { return WavBuilder().Fmt(PcmFormat(1, 2, 44100, 16)).Data(Bytes(4, 0)).Build(); }
 }  // namespace
 
-TEST(RiffScanner, TinyFilesSucceedEmptyAndSilent) {
-  const Bytes whole = Minimal();
-  for (std::size_t size = 0; size < 12; ++size) {
-    const Scan s = ScanBytes(Bytes(whole.begin(), whole.begin() + std::ptrdiff_t(size)));
-    EXPECT_TRUE(s.ok) << size;
-    EXPECT_TRUE(s.chunks.empty()) << size;
-    // The scan writes its two markers and nothing between them.
-    EXPECT_TRUE(Has(s, u"  ->->" + kScanTag + u"  <-<-" + kScanTag)) << size << ": " << Utf8(s.trace);
-  }
-  const Scan header = ScanBytes(WavBuilder().Build());
-  EXPECT_TRUE(header.ok);
-  EXPECT_TRUE(header.chunks.empty());
-  EXPECT_EQ(header.riffSize, 4u);
-}
-
-TEST(RiffScanner, WellFormedFileTracesEveryChunk) {
-  const Scan s = ScanBytes(Minimal());
-  ASSERT_TRUE(s.ok);
-  ASSERT_EQ(s.chunks.size(), 2u);
-  EXPECT_EQ(s.chunks[0].ChunkID, MakeFourCC("fmt "));
-  EXPECT_EQ(s.chunks[0].DataSize, 16u);
-  EXPECT_EQ(s.chunks[0].ChunkPosition, 12u);
-  EXPECT_EQ(s.chunks[0].FileDataPosition, 20u);
-  EXPECT_EQ(s.chunks[1].ChunkID, MakeFourCC("data"));
-  EXPECT_EQ(s.chunks[1].FileDataPosition, 44u);
-  EXPECT_EQ(s.riffSize, 40u);
-  EXPECT_TRUE(Has(s, InfoLine(u"  RIFF Header 'RIFF'  Length: 40  FormType 'WAVE'")));
-  EXPECT_TRUE(Has(s, InfoLine(u"  Got Chunk 'fmt '  Length: 16  RiffSizeLeft: 28  ChunkPosition: 12")));
-  EXPECT_TRUE(Has(s, InfoLine(u"  Got Chunk 'data'  Length: 4  RiffSizeLeft: 4  ChunkPosition: 36")));
-  EXPECT_EQ(s.trace.find(u"*** Error"), std::u16string::npos) << Utf8(s.trace);
-  EXPECT_EQ(s.trace.find(u"Warning"), std::u16string::npos) << Utf8(s.trace);
-  EXPECT_TRUE(Has(s, u"<-<-" + kScanTag));
-}
-
-TEST(RiffScanner, ContainerIdentifiers) {
-  struct Case {
-    std::string container, form;
-    bool ok;
-    std::u16string error;
-  } cases[] = {
-      {"riff", "wave", true, u""},
-      {"RF64", "WAVE", true, u""},
-      {"Riff", "WAVE", false, u"Error RIFF chunk unknown 'Riff'"},
-      {"RIFX", "WAVE", false, u"Error RIFF chunk unknown 'RIFX'"},
-      {"RIFF", "AVI ", false, u"Error RIFF form chunk unknown 'AVI '"},
-      {"RIFF", "Wave", false, u"Error RIFF form chunk unknown 'Wave'"},
-  };
-  for (const auto& c : cases) {
-    const Scan s = ScanBytes(WavBuilder().Container(c.container).Form(c.form).Data(Bytes(4, 0)).Build());
-    EXPECT_EQ(s.ok, c.ok) << c.container << c.form;
-    if (!c.ok) {
-      EXPECT_TRUE(Has(s, ErrorLine(c.error))) << Utf8(s.trace);
-      EXPECT_FALSE(Has(s, u"<-<-" + kScanTag));
-    }
-  }
-}
-
-// Damaged and unusual files still scan: what is listed, and exactly which findings the trace reports.
-TEST(RiffScanner, DamageIsScannedAroundAndReported) {
+// Whole, cut, damaged and unusual files: whether the scan succeeds, which chunks it lists where, and exactly which
+// findings the trace reports.
+TEST(RiffScanner, WhatIsListedAndReported) {
   enum : unsigned { kOutOfFile = 1, kExtra = 2, kOutOfRiff = 4, kUneven = 8, kDiffers = 16, kReadError = 32 };
   const std::u16string findings[] = {
       ErrorLine(u"Error Chunk is out of file."),
@@ -117,56 +61,103 @@ TEST(RiffScanner, DamageIsScannedAroundAndReported) {
   };
   const auto stereo = [] { return WavBuilder().Fmt(PcmFormat(1, 2, 44100, 16)); };
   const auto mono = [] { return WavBuilder().Fmt(PcmFormat(1, 1, 8000, 8)); };
-  Bytes headerCut = Minimal();
-  headerCut.resize(headerCut.size() - 12 + 4);  // half of the 'data' header
+  const auto named = [](std::string container, std::string form) {
+    return WavBuilder().Container(container).Form(form).Data(Bytes(4, 0)).Build();
+  };
+  const Bytes whole = stereo().Data(Bytes(4, 0)).Build();
   struct Case {
-    const char* label;
+    std::string label;
     Bytes file;
-    std::size_t chunks;
-    std::uint64_t lastSize, lastAt;  // the last chunk's data size and position (0: not checked)
-    unsigned found;
+    std::string ids;                         // the chunks listed, four characters each
+    std::uint64_t lastSize = 0, lastAt = 0;  // the last chunk's data size and position (0: not checked)
+    unsigned found = 0;
     std::uint64_t riffSize = 0;  // 0: not checked
-  } cases[] = {
+    std::vector<std::u16string> lines = {};
+    bool ok = true;
+  };
+  std::vector<Case> cases = {
+      {"well formed",
+       whole,
+       "fmt data",
+       4,
+       44,
+       0,
+       40,
+       {InfoLine(u"  RIFF Header 'RIFF'  Length: 40  FormType 'WAVE'"),
+        InfoLine(u"  Got Chunk 'fmt '  Length: 16  RiffSizeLeft: 28  ChunkPosition: 12"),
+        InfoLine(u"  Got Chunk 'data'  Length: 4  RiffSizeLeft: 4  ChunkPosition: 36"), u"<-<-" + kScanTag}},
+      {"only the header", WavBuilder().Build(), "", 0, 0, 0, 4},
       // The header claims 1000 bytes of audio but the recording stopped after 100.
       {"data cut short by the end of the file",
-       stereo().RiffSize(4 + 24 + 8 + 1000).Chunk({"data", Bytes(100, 1), 1000u, true}).Build(), 2, 100, 0,
+       stereo().RiffSize(4 + 24 + 8 + 1000).Chunk({"data", Bytes(100, 1), 1000u, true}).Build(), "fmt data", 100, 0,
        kOutOfFile | kExtra | kDiffers},
-      {"data past the RIFF area too", stereo().Chunk({"data", Bytes(100, 1), 1000u, true}).Build(), 2, 100, 0,
+      {"data past the RIFF area too", stereo().Chunk({"data", Bytes(100, 1), 1000u, true}).Build(), "fmt data", 100, 0,
        kOutOfRiff},
-      {"RIFF size all ones", mono().RiffSize(0xFFFFFFFFu).Data(Bytes(4, 0)).Build(), 2, 4, 0, kExtra},
-      {"odd RIFF size", mono().RiffSize(41).Data(Bytes(4, 0)).Build(), 2, 4, 0, kUneven | kExtra},
-      {"even RIFF size that disagrees: the computed size wins", mono().RiffSize(38).Data(Bytes(4, 0)).Build(), 2, 4, 0,
-       kDiffers | kExtra | kOutOfRiff, 40},
+      {"RIFF size all ones", mono().RiffSize(0xFFFFFFFFu).Data(Bytes(4, 0)).Build(), "fmt data", 4, 0, kExtra},
+      {"odd RIFF size", mono().RiffSize(41).Data(Bytes(4, 0)).Build(), "fmt data", 4, 0, kUneven | kExtra},
+      {"even RIFF size that disagrees: the computed size wins", mono().RiffSize(38).Data(Bytes(4, 0)).Build(),
+       "fmt data", 4, 0, kDiffers | kExtra | kOutOfRiff, 40},
       {"odd chunk, found behind its pad byte",
-       WavBuilder().Chunk("odd ", Bytes(3, 7)).Fmt(PcmFormat(1, 1, 8000, 8)).Data(Bytes(5, 1)).Build(), 3, 5,
-       12 + 12 + 24 + 8, 0},
+       WavBuilder().Chunk("odd ", Bytes(3, 7)).Fmt(PcmFormat(1, 1, 8000, 8)).Data(Bytes(5, 1)).Build(), "odd fmt data",
+       5, 12 + 12 + 24 + 8},
       {"odd last chunk without its pad byte",
-       mono().Chunk({"data", Bytes(5, 1), {}, false}).RiffSize(4 + 24 + 13).Build(), 2, 5, 0, kUneven},
+       mono().Chunk({"data", Bytes(5, 1), {}, false}).RiffSize(4 + 24 + 13).Build(), "fmt data", 5, 0, kUneven},
       {"bytes after the RIFF area",
-       mono().Data(Bytes(4, 0)).Trailing({'J', 'U', 'N', 'K', 4, 0, 0, 0, 1, 2, 3, 4}).Build(), 2, 4, 0, kExtra},
-      {"chunk header cut", headerCut, 1, 16, 0, kReadError | kExtra | kDiffers},
+       mono().Data(Bytes(4, 0)).Trailing({'J', 'U', 'N', 'K', 4, 0, 0, 0, 1, 2, 3, 4}).Build(), "fmt data", 4, 0,
+       kExtra},
+      {"chunk header cut", Bytes(whole.begin(), whole.end() - 8), "fmt ", 16, 0, kReadError | kExtra | kDiffers},
       // The data header's own size field is a placeholder; the real size is in 'ds64'.
       {"RF64",
        WavBuilder().RF64(8, 2).Fmt(PcmFormat(1, 2, 44100, 16)).Chunk({"data", Bytes(8, 3), 0xFFFFFFFFu, true}).Build(),
-       3, 8, 0, 0},
+       "ds64fmt data", 8},
+      {"lower case", named("riff", "wave"), "data", 4},
+      {"RF64 without ds64: no size for the data", named("RF64", "WAVE"), "data", 0},
+      {"Riff", named("Riff", "WAVE"), "", 0, 0, 0, 0, {ErrorLine(u"Error RIFF chunk unknown 'Riff'")}, false},
+      {"RIFX", named("RIFX", "WAVE"), "", 0, 0, 0, 0, {ErrorLine(u"Error RIFF chunk unknown 'RIFX'")}, false},
+      {"AVI", named("RIFF", "AVI "), "", 0, 0, 0, 0, {ErrorLine(u"Error RIFF form chunk unknown 'AVI '")}, false},
+      {"Wave", named("RIFF", "Wave"), "", 0, 0, 0, 0, {ErrorLine(u"Error RIFF form chunk unknown 'Wave'")}, false},
   };
+  // Files too short for a header succeed empty, writing the two markers and nothing between them.
+  for (std::size_t size = 0; size < 12; ++size)
+    cases.push_back({"cut to " + std::to_string(size),
+                     Bytes(whole.begin(), whole.begin() + std::ptrdiff_t(size)),
+                     "",
+                     0,
+                     0,
+                     0,
+                     0,
+                     {u"  ->->" + kScanTag + u"  <-<-" + kScanTag}});
   for (const auto& c : cases) {
     SCOPED_TRACE(c.label);
     const Scan s = ScanBytes(c.file);
-    ASSERT_TRUE(s.ok) << Utf8(s.trace);
-    ASSERT_EQ(s.chunks.size(), c.chunks);
-    EXPECT_EQ(s.chunks.back().DataSize, c.lastSize);
+    ASSERT_EQ(s.ok, c.ok) << Utf8(s.trace);
+    for (const auto& line : c.lines) EXPECT_TRUE(Has(s, line)) << Utf8(line) << Utf8(s.trace);
+    if (!c.ok) {
+      EXPECT_FALSE(Has(s, u"<-<-" + kScanTag));
+      continue;
+    }
+    std::string ids;
+    for (const RIFFChunkInfo& chunk : s.chunks) {
+      ids += Utf8(FourCCToText(chunk.ChunkID));
+      EXPECT_EQ(chunk.FileDataPosition, chunk.ChunkPosition + 8);
+    }
+    ASSERT_EQ(ids, c.ids);
+    if (!s.chunks.empty()) {
+      EXPECT_EQ(s.chunks.front().ChunkPosition, 12u);
+      EXPECT_EQ(s.chunks.back().DataSize, c.lastSize);
+      EXPECT_EQ(s.rf64, c.file[0] == 'R' && c.file[1] == 'F');
+    }
     if (c.lastAt) {
       EXPECT_EQ(s.chunks.back().FileDataPosition, c.lastAt);
     }
     if (c.riffSize) {
       EXPECT_EQ(s.riffSize, c.riffSize);
     }
-    EXPECT_EQ(s.rf64, s.chunks.front().ChunkID == MakeFourCC("ds64"));
     for (std::size_t i = 0; i < std::size(findings); ++i)
       EXPECT_EQ(Has(s, findings[i]), (c.found >> i & 1) != 0) << Utf8(findings[i]) << Utf8(s.trace);
     if (!c.found) {
       EXPECT_EQ(s.trace.find(u"*** Error"), std::u16string::npos) << Utf8(s.trace);
+      EXPECT_EQ(s.trace.find(u"Warning"), std::u16string::npos) << Utf8(s.trace);
     }
   }
 }

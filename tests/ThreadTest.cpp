@@ -13,8 +13,7 @@
 namespace fs = std::filesystem;
 
 namespace {
-constexpr int kThreads = 8;
-constexpr int kRounds = 50;
+constexpr int kThreads = 8, kRounds = 50;
 
 struct Round {
   int opened = 0, written = 1;
@@ -22,36 +21,27 @@ struct Round {
   bool operator==(const Round&) const = default;
 };
 
+// Each thread's file has a format of its own, and a tag chunk for some.
 Bytes File(int kind) {
-  const Bytes audio = Noise(20000, std::uint32_t(kind + 1));
+  const struct {
+    Bytes fmt;
+    const char* id;
+    Bytes tag;
+  } files[kThreads] = {
+      {PcmFormat(1, 2, 44100, 16), "LIST", InfoList({{"INAM", "Zero"}})},
+      {PcmFormat(1, 1, 48000, 24), "id3 ", Id3v23Tag({{"TIT2", "One"}})},
+      {PcmFormat(3, 2, 44100, 32), "bext", Bytes(602, 0)},
+      {ExtensibleFormat(1, 6, 48000, 16, 0x3F), nullptr, {}},
+      {FormatEx(17, 2, 22050, 22311, 1024, 4, {0xF9, 0x03}), nullptr, {}},
+      {FormatEx(6, 1, 8000, 8000, 1, 8, {}), nullptr, {}},
+      {FormatEx(7, 2, 8000, 16000, 2, 8, {}), nullptr, {}},
+      {PcmFormat(1, 2, 96000, 32), "cue ", Bytes(28, 7)},
+  };
+  const auto& f = files[kind];
   WavBuilder b;
-  switch (kind) {
-    case 0:
-      b.Fmt(PcmFormat(1, 2, 44100, 16)).Chunk("LIST", InfoList({{"INAM", "Zero"}}));
-      break;
-    case 1:
-      b.Fmt(PcmFormat(1, 1, 48000, 24)).Chunk("id3 ", Id3v23Tag({{"TIT2", "One"}}));
-      break;
-    case 2:
-      b.Fmt(PcmFormat(3, 2, 44100, 32)).Chunk("bext", Bytes(602, 0));
-      break;
-    case 3:
-      b.Fmt(ExtensibleFormat(1, 6, 48000, 16, 0x3F));
-      break;
-    case 4:
-      b.Fmt(FormatEx(17, 2, 22050, 22311, 1024, 4, {0xF9, 0x03}));
-      break;
-    case 5:
-      b.Fmt(FormatEx(6, 1, 8000, 8000, 1, 8, {}));
-      break;
-    case 6:
-      b.Fmt(FormatEx(7, 2, 8000, 16000, 2, 8, {}));
-      break;
-    default:
-      b.Fmt(PcmFormat(1, 2, 96000, 32)).Chunk("cue ", Bytes(28, 7));
-      break;
-  }
-  return b.Data(audio).Build();
+  b.Fmt(f.fmt);
+  if (f.id) b.Chunk(f.id, f.tag);
+  return b.Data(Noise(20000, std::uint32_t(kind + 1))).Build();
 }
 
 // One thread's work on its own file: the writers tag it first, then everyone reads it whole.
@@ -91,23 +81,19 @@ std::vector<Round> Work(int kind, const fs::path& file, const TraceContext& trac
 TEST(Threads, EightDecodersAtOnceGiveWhatOneThreadGives) {
   TempDir alone, together;
   std::vector<std::vector<Round>> expected(kThreads), got(kThreads);
-  TraceCapture single;
-  for (int i = 0; i < kThreads; ++i)
-    expected[i] = Work(i, alone.Write("f" + std::to_string(i) + ".wav", File(i)), single.context());
-
-  std::vector<std::unique_ptr<TraceCapture>> traces;
-  for (int i = 0; i < kThreads; ++i) traces.push_back(std::make_unique<TraceCapture>());
+  TraceCapture single, traces[kThreads];
+  const auto name = [](int i) { return "f" + std::to_string(i) + ".wav"; };
+  for (int i = 0; i < kThreads; ++i) expected[i] = Work(i, alone.Write(name(i), File(i)), single.context());
   std::vector<std::thread> threads;
-  for (int i = 0; i < kThreads; ++i) {
-    const fs::path file = together.Write("f" + std::to_string(i) + ".wav", File(i));
-    const TraceContext trace = traces[std::size_t(i)]->context();
-    threads.emplace_back([&got, i, file, trace] { got[std::size_t(i)] = Work(i, file, trace); });
-  }
+  for (int i = 0; i < kThreads; ++i)
+    threads.emplace_back([&got, i, file = together.Write(name(i), File(i)), trace = traces[i].context()] {
+      got[std::size_t(i)] = Work(i, file, trace);
+    });
   for (auto& t : threads) t.join();
   for (int i = 0; i < kThreads; ++i) {
     ASSERT_EQ(expected[i].front().opened, 1) << i;
     EXPECT_FALSE(expected[i].front().audio.empty()) << i;
     EXPECT_TRUE(got[i] == expected[i]) << "thread " << i;
-    EXPECT_TRUE(traces[std::size_t(i)]->NoErrors()) << traces[std::size_t(i)]->TraceUtf8();
+    EXPECT_TRUE(traces[i].NoErrors()) << traces[i].TraceUtf8();
   }
 }

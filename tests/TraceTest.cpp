@@ -12,13 +12,13 @@
 #endif
 
 namespace {
-const TraceContext kNowhere{0, 0, 0};
-
 // The indentation is process-wide and a failed operation leaves it deeper.
 void ToDepthZero() { trace_testing::ResetIndentation(); }
 }  // namespace
 
-TEST(Trace, MarkersIndentByTwoBlanksPerLevel) {
+// Markers indent by two blanks per level, a line written in pieces gets one indentation and no function name, error
+// and information lines reach their own handles without the prefix, and a scope writes its exit only on success.
+TEST(Trace, TranscriptOfMarkersPiecesPrefixesAndScopes) {
   ToDepthZero();
   TraceCapture cap;
   const auto& ctx = cap.context();
@@ -27,51 +27,49 @@ TEST(Trace, MarkersIndentByTwoBlanksPerLevel) {
   Trace(u"inner", ctx, nullptr, true);
   Trace(kExitMarker, ctx, "clRIFFHandler::ScanFile", true);
   Trace(u"middle", ctx, "X::Y", true);
+  Trace(u"Opening file '", ctx, "clDecoder_Wave::Open", false);
+  Trace(u"a.wav", ctx, nullptr, false);
+  Trace(u"' for read access: ", ctx, nullptr, false);
+  Trace(u"Opened", ctx, nullptr, true);
+  TraceError(u"Error cannot decode external-packet data.", ctx, "clDecoder_Wave::Open");
+  TraceInformation(u"Warning: RIFF chunk has uneven databytes, is non-compliant RIFF.", ctx, "clRIFFHandler::ScanFile");
+  Trace(u"next", ctx, nullptr, true);
   Trace(kExitMarker, ctx, "clDecoder_Wave::Open", true);
   Trace(kExitMarker, ctx, "clDecoder_Wave::Open", true);  // at depth zero: stays at zero
   Trace(u"outer", ctx, nullptr, true);
+  {
+    TraceScope ok(ctx, "A::Good");
+    ok.Line(u"working");
+    ok.Ok();
+  }
+  {
+    TraceScope failed(ctx, "A::Bad");
+    failed.Error(u"Broken.");
+  }
+  Trace(u"after", ctx, nullptr, true);
+  // The prefix takes the place of the indentation; the next line is indented again.
   EXPECT_EQ(cap.Trace(),
             u"->->  [clDecoder_Wave::Open]\r\n"
             u"  ->->  [clRIFFHandler::ScanFile]\r\n"
             u"    inner\r\n"
             u"  <-<-  [clRIFFHandler::ScanFile]\r\n"
             u"  middle  [X::Y]\r\n"
-            u"<-<-  [clDecoder_Wave::Open]\r\n"
-            u"<-<-  [clDecoder_Wave::Open]\r\n"
-            u"outer\r\n");
-  EXPECT_TRUE(cap.Errors().empty());
-  EXPECT_TRUE(cap.Information().empty());
-}
-
-TEST(Trace, LineWrittenInPiecesGetsOneIndentAndNoFunctionName) {
-  ToDepthZero();
-  TraceCapture cap;
-  const auto& ctx = cap.context();
-  Trace(kEnterMarker, ctx, "clDecoder_Wave::Open", true);
-  Trace(u"Opening file '", ctx, "clDecoder_Wave::Open", false);
-  Trace(u"a.wav", ctx, nullptr, false);
-  Trace(u"' for read access: ", ctx, nullptr, false);
-  Trace(u"Opened", ctx, nullptr, true);
-  EXPECT_EQ(cap.Trace(), u"->->  [clDecoder_Wave::Open]\r\n  Opening file 'a.wav' for read access: Opened\r\n");
-  ToDepthZero();
-}
-
-TEST(Trace, ErrorAndInformationReachTheirHandlesWithoutPrefix) {
-  ToDepthZero();
-  TraceCapture cap;
-  const auto& ctx = cap.context();
-  Trace(kEnterMarker, ctx, "clDecoder_Wave::Open", true);
-  TraceError(u"Error cannot decode external-packet data.", ctx, "clDecoder_Wave::Open");
-  TraceInformation(u"Warning: RIFF chunk has uneven databytes, is non-compliant RIFF.", ctx, "clRIFFHandler::ScanFile");
-  Trace(u"next", ctx, nullptr, true);
-  // The prefix takes the place of the indentation; the next line is indented again.
-  EXPECT_EQ(cap.Trace(),
-            u"->->  [clDecoder_Wave::Open]\r\n"
+            u"  Opening file 'a.wav' for read access: Opened\r\n"
             u"*** Error: Error cannot decode external-packet data.  [clDecoder_Wave::Open]\r\n"
             u"*** Information: Warning: RIFF chunk has uneven databytes, is non-compliant RIFF.  "
             u"[clRIFFHandler::ScanFile]\r\n"
-            u"  next\r\n");
-  EXPECT_EQ(cap.Errors(), u"Error cannot decode external-packet data.  [clDecoder_Wave::Open]\r\n");
+            u"  next\r\n"
+            u"<-<-  [clDecoder_Wave::Open]\r\n"
+            u"<-<-  [clDecoder_Wave::Open]\r\n"
+            u"outer\r\n"
+            u"->->  [A::Good]\r\n"
+            u"  working\r\n"
+            u"<-<-  [A::Good]\r\n"
+            u"->->  [A::Bad]\r\n"
+            u"*** Error: Broken.  [A::Bad]\r\n"
+            u"  after\r\n");
+  EXPECT_EQ(cap.Errors(),
+            u"Error cannot decode external-packet data.  [clDecoder_Wave::Open]\r\nBroken.  [A::Bad]\r\n");
   EXPECT_EQ(cap.Information(),
             u"Warning: RIFF chunk has uneven databytes, is non-compliant RIFF.  [clRIFFHandler::ScanFile]\r\n");
   ToDepthZero();
@@ -85,34 +83,12 @@ TEST(Trace, FormatTraceLineRules) {
 
 TEST(Trace, IndentationFollowsMarkersEvenWhenNothingIsWritten) {
   ToDepthZero();
-  Trace(kEnterMarker, kNowhere, "A", true);
-  Trace(kEnterMarker, kNowhere, "B", true);
+  const TraceContext nowhere{0, 0, 0};
+  Trace(kEnterMarker, nowhere, "A", true);
+  Trace(kEnterMarker, nowhere, "B", true);
   TraceCapture cap;
   Trace(u"deep", cap.context(), nullptr, true);
   EXPECT_EQ(cap.Trace(), u"    deep\r\n");
-  ToDepthZero();
-}
-
-TEST(Trace, ScopeWritesExitOnlyOnSuccess) {
-  ToDepthZero();
-  TraceCapture cap;
-  {
-    TraceScope ok(cap.context(), "A::Good");
-    ok.Line(u"working");
-    ok.Ok();
-  }
-  {
-    TraceScope failed(cap.context(), "A::Bad");
-    failed.Error(u"Broken.");
-  }
-  Trace(u"after", cap.context(), nullptr, true);
-  EXPECT_EQ(cap.Trace(),
-            u"->->  [A::Good]\r\n"
-            u"  working\r\n"
-            u"<-<-  [A::Good]\r\n"
-            u"->->  [A::Bad]\r\n"
-            u"*** Error: Broken.  [A::Bad]\r\n"
-            u"  after\r\n");
   ToDepthZero();
 }
 
@@ -128,12 +104,12 @@ TEST(Trace, TwoThreadsNeverInterleaveInsideAPiece) {
   t2.join();
   const std::u16string all = cap.Trace();
   std::size_t lines = 0;
-  for (std::size_t pos = 0; pos < all.size();) {
+  for (std::size_t pos = 0; pos < all.size(); ++lines) {
     const std::size_t end = all.find(u"\r\n", pos);
     ASSERT_NE(end, std::u16string::npos);
     const std::u16string line = all.substr(pos, end - pos);
     EXPECT_TRUE(line == a + u"  [T::Run]" || line == b + u"  [T::Run]") << "mixed line at " << pos;
-    pos = end + 2, ++lines;
+    pos = end + 2;
   }
   EXPECT_EQ(lines, 1000u);
 }

@@ -1,15 +1,11 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <string>
 #include <thread>
-#include <vector>
 
-#include "FileHolder.h"
 #include "WavBuilder.h"
 #include "io/XFile.h"
 
@@ -19,8 +15,7 @@ using namespace std::chrono_literals;
 
 namespace {
 void WriteBytes(const fs::path& path, std::string_view bytes) {
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  out.write(bytes.data(), std::streamsize(bytes.size()));
+  std::ofstream(path, std::ios::binary | std::ios::trunc).write(bytes.data(), std::streamsize(bytes.size()));
 }
 
 std::string ReadBytes(const fs::path& path) {
@@ -33,12 +28,16 @@ std::u16string Repeat(std::u16string_view head, char16_t fill, std::size_t total
   path.resize(total, fill);
   return path;
 }
+
+using Opener = std::function<bool(XFile&, std::u16string_view)>;
+const std::pair<const char*, Opener> kMediaOpens[] = {
+    {"OpenReadMedia", [](XFile& f, std::u16string_view p) { return f.OpenReadMedia(p); }},
+    {"OpenUpdateMedia", [](XFile& f, std::u16string_view p) { return f.OpenUpdateMedia(p); }},
+};
 }  // namespace
 
 TEST(XFileLongPath, PrefixOnlyFromTheLimitOn) {
-  const std::u16string drive = u"C:\\";
-  const std::u16string unc = u"\\\\server\\share\\";
-  const std::u16string device = u"\\\\?\\C:\\";
+  const std::u16string drive = u"C:\\", unc = u"\\\\server\\share\\", device = u"\\\\?\\C:\\";
   const struct {
     std::u16string path;
     std::size_t limit;
@@ -50,49 +49,39 @@ TEST(XFileLongPath, PrefixOnlyFromTheLimitOn) {
       {Repeat(unc, u'a', 700), 248, false},   {Repeat(device, u'a', 700), 260, false},
       {u"C:\\short.wav", 260, false},         {u"", 260, false},
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(testing::Message() << "length " << c.path.size() << ", limit " << c.limit);
-    const std::u16string expected = c.prefixed ? u"\\\\?\\" + c.path : c.path;
-    EXPECT_EQ(XFile::LongPath(c.path, c.limit), expected);
-  }
+  for (const auto& c : cases)
+    EXPECT_EQ(XFile::LongPath(c.path, c.limit), c.prefixed ? u"\\\\?\\" + c.path : c.path)
+        << "length " << c.path.size() << ", limit " << c.limit;
 }
 
 TEST(XFileOpen, MissingFileFailsAtOnceWithTheReportedText) {
   TempDir dir;
   const std::u16string missing = dir / u"missing.wav";
-  const std::u16string inMissingFolder = dir / u"no such folder" + u"/a.wav";
-  const struct {
-    const char* name;
-    std::function<bool(XFile&, std::u16string_view)> open;
-  } opens[] = {
-      {"OpenReadMedia", [](XFile& f, std::u16string_view p) { return f.OpenReadMedia(p); }},
-      {"OpenUpdateMedia", [](XFile& f, std::u16string_view p) { return f.OpenUpdateMedia(p); }},
+  const std::pair<const char*, Opener> opens[] = {
+      kMediaOpens[0],
+      kMediaOpens[1],
       {"OpenRead", [](XFile& f, std::u16string_view p) { return f.OpenRead(p); }},
       {"OpenUpdate", [](XFile& f, std::u16string_view p) { return f.OpenUpdate(p); }},
   };
-  for (const auto& o : opens) {
-    SCOPED_TRACE(o.name);
+  for (const auto& [name, open] : opens) {
+    SCOPED_TRACE(name);
     XFile file;
     const auto start = Clock::now();
-    EXPECT_FALSE(o.open(file, missing));
+    EXPECT_FALSE(open(file, missing));
     EXPECT_LT(Clock::now() - start, 1s);
     EXPECT_FALSE(file.IsOpen());
     EXPECT_EQ(file.path(), missing);
     EXPECT_EQ(file.LastError(), kErrorFileNotFound);
     EXPECT_EQ(XFile::OpenErrorText(file.path(), file.LastError()),
               u"Error opening file '" + missing + u"', check no other program has it open. (Win:2)");
-
-    EXPECT_FALSE(o.open(file, inMissingFolder));
+    EXPECT_FALSE(open(file, dir / u"no such folder" + u"/a.wav"));
     EXPECT_EQ(file.LastError(), 3u);
   }
-}
-
-TEST(XFileOpen, ErrorTexts) {
   const struct {
     std::u16string path;
     std::uint32_t code;
     std::u16string text;
-  } cases[] = {
+  } texts[] = {
       {u"", 0, u"No file specified!"},
       {u"", 2, u"No file specified!"},
       {u"C:\\a.wav", 0, u"Error opening file 'C:\\a.wav', check no other program has it open."},
@@ -100,7 +89,7 @@ TEST(XFileOpen, ErrorTexts) {
       {u"\u00c4\u266a.wav", 4294967295u,
        u"Error opening file '\u00c4\u266a.wav', check no other program has it open. (Win:4294967295)"},
   };
-  for (const auto& c : cases) EXPECT_EQ(XFile::OpenErrorText(c.path, c.code), c.text) << c.code;
+  for (const auto& c : texts) EXPECT_EQ(XFile::OpenErrorText(c.path, c.code), c.text) << c.code;
 }
 
 TEST(XFileReadWrite, ShortReadAtEndIsNotAnError) {
@@ -110,11 +99,9 @@ TEST(XFileReadWrite, ShortReadAtEndIsNotAnError) {
   XFile file;
   ASSERT_TRUE(file.OpenReadMedia(name));
   EXPECT_EQ(file.Size(), 10);
-
   std::vector<char> buffer(64 * 1024, 'x');
   const struct {
-    std::int64_t seekTo;
-    std::int64_t ask;
+    std::int64_t seekTo, ask;
     std::string got;
   } cases[] = {
       {0, 64 * 1024, "0123456789"}, {4, 100, "456789"}, {9, 1, "9"}, {10, 100, ""}, {25, 100, ""}, {3, 0, ""},
@@ -159,50 +146,38 @@ TEST(XFileReadWrite, CreateTruncatesAndAttachedHandleIsNotClosed) {
   EXPECT_EQ(ReadBytes(name), "new");
 }
 
-TEST(XFileSize, SetSizeTruncatesAndExtendsWithZeros) {
-  TempDir dir;
-  const std::u16string name = dir / u"size.bin";
-  XFile file;
-  ASSERT_TRUE(file.Create(name));
-  ASSERT_TRUE(file.Write(std::string(100, 'A').data(), 100));
-
-  ASSERT_TRUE(file.SetSize(40));
-  EXPECT_EQ(file.Size(), 40);
-  EXPECT_EQ(file.Tell(), 40);
-  ASSERT_TRUE(file.SetSize(1000));
-  EXPECT_EQ(file.Size(), 1000);
-  EXPECT_FALSE(file.SetSize(-1));
-  file.Close();
-  EXPECT_EQ(ReadBytes(name), std::string(40, 'A') + std::string(960, '\0'));
-}
-
-TEST(XFileSize, SeekAndTellBeyondFourGiB) {
-  constexpr std::int64_t kGiB = std::int64_t(1) << 30;
-  constexpr std::int64_t kSize = 5 * kGiB;
+// Sizes and positions past 4 GiB, each with a low 32-bit half that would mislead a 32-bit seek; a file cut short
+// and made long again reads zeros where it was cut.
+TEST(XFileSize, SetSizeSeekAndTellBeyondFourGiB) {
+  constexpr std::int64_t kGiB = std::int64_t(1) << 30, kSize = 5 * kGiB;
   TempDir dir;
   const std::u16string name = dir / u"sparse.bin";
+  const std::pair<std::int64_t, std::string> marks[] = {
+      {4 * kGiB + 3, "low"}, {kSize - 4, "end!"}, {kGiB * 3 - 2, "mid"}};
   {
     XFile file;
     ASSERT_TRUE(file.Create(name));
+    ASSERT_TRUE(file.Write(std::string(100, 'A').data(), 100));
+    ASSERT_TRUE(file.SetSize(40));
+    EXPECT_EQ(file.Size(), 40);
+    EXPECT_EQ(file.Tell(), 40);
+    EXPECT_FALSE(file.SetSize(-1));
     ASSERT_TRUE(file.SetSize(kSize)) << file.LastError();
     EXPECT_EQ(file.Size(), kSize);
     EXPECT_EQ(file.Tell(), kSize);
-    // Each position has a low 32-bit half that would mislead a 32-bit seek.
-    const struct {
-      std::int64_t at;
-      std::string bytes;
-    } marks[] = {{4 * kGiB + 3, "low"}, {kSize - 4, "end!"}, {kGiB * 3 - 2, "mid"}};
-    for (const auto& m : marks) {
-      ASSERT_TRUE(file.Seek(m.at));
-      EXPECT_EQ(file.Tell(), m.at);
-      ASSERT_TRUE(file.Write(m.bytes.data(), std::int64_t(m.bytes.size())));
+    for (const auto& [at, bytes] : marks) {
+      ASSERT_TRUE(file.Seek(at));
+      EXPECT_EQ(file.Tell(), at);
+      ASSERT_TRUE(file.Write(bytes.data(), std::int64_t(bytes.size())));
     }
     EXPECT_EQ(file.Size(), kSize);
   }
   XFile file;
   ASSERT_TRUE(file.OpenReadMedia(name));
   EXPECT_EQ(file.Size(), kSize);
-  char got[16] = {};
+  char got[100] = {};
+  EXPECT_EQ(file.Read(got, 100), 100);
+  EXPECT_EQ(std::string(got, 100), std::string(40, 'A') + std::string(60, '\0'));
   ASSERT_TRUE(file.Seek(-6, SeekOrigin::End));
   EXPECT_EQ(file.Tell(), kSize - 6);
   EXPECT_EQ(file.Read(got, 16), 6);
@@ -221,8 +196,7 @@ TEST(XFileSize, SeekAndTellBeyondFourGiB) {
 
 TEST(XFileNames, RenameReplacesAndRemoveClearsReadOnly) {
   TempDir dir;
-  const std::u16string from = dir / u"from.wav";
-  const std::u16string to = dir / u"to.wav";
+  const std::u16string from = dir / u"from.wav", to = dir / u"to.wav";
   WriteBytes(from, "new");
   WriteBytes(to, "old");
   XFile file;
@@ -234,7 +208,6 @@ TEST(XFileNames, RenameReplacesAndRemoveClearsReadOnly) {
   EXPECT_FALSE(XFile::Exists(from));
   EXPECT_EQ(ReadBytes(to), "new");
   EXPECT_FALSE(file.Rename(to));  // the source is gone
-
   fs::permissions(fs::path(to), fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write,
                   fs::perm_options::remove);
   EXPECT_TRUE(XFile::RemoveFile(to));
@@ -256,7 +229,6 @@ TEST(XFileNames, PathsBeyondTheOldLimitWork) {
   const std::u16string name = (folder / Repeat(u"long", u'n', 200)).u16string();
   const std::u16string renamed = (folder / Repeat(u"renamed", u'r', 210)).u16string();
   ASSERT_EQ(name.size(), 300u);
-
   XFile file;
   ASSERT_TRUE(file.Create(name)) << file.LastError();
   ASSERT_TRUE(file.Write("deep", 4));
@@ -274,26 +246,23 @@ TEST(XFileNames, PathsBeyondTheOldLimitWork) {
 
 TEST(XFileRewrite, CommitReplacesTargetAndDiscardLeavesIt) {
   TempDir dir;
-  const std::u16string target = dir / u"song.wav";
-  const std::u16string temp = dir / u"song.wav.tmp";
+  const std::u16string target = dir / u"song.wav", temp = dir / u"song.wav.tmp";
   enum Begun { kCreated, kNotOpened, kOpenFailed };
   const struct {
-    const char* name;
     Begun begun;
-    bool commit;
-    bool finish;  // FinishRewrite, else DiscardRewrite
+    bool commit, finish;  // FinishRewrite, else DiscardRewrite
     std::string expected;
   } cases[] = {
-      {"commit", kCreated, true, true, "rewritten"},
-      {"finish without commit", kCreated, false, true, "original"},
-      {"discard", kCreated, true, false, "original"},
-      {"never opened", kNotOpened, true, true, "original"},
-      {"never opened, no commit", kNotOpened, false, true, "original"},
+      {kCreated, true, true, "rewritten"},
+      {kCreated, false, true, "original"},
+      {kCreated, true, false, "original"},
+      {kNotOpened, true, true, "original"},
+      {kNotOpened, false, true, "original"},
       // A failed open stores the path but still begins nothing.
-      {"open failed", kOpenFailed, true, true, "original"},
+      {kOpenFailed, true, true, "original"},
   };
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
+    SCOPED_TRACE(testing::Message() << "begun " << c.begun << ", commit " << c.commit << ", finish " << c.finish);
     WriteBytes(target, "original");
     XFile file;
     if (c.begun == kCreated) {
@@ -319,8 +288,7 @@ TEST(XFileRewrite, CommitReplacesTargetAndDiscardLeavesIt) {
 // taken, by a file or by a link planted there, is refused and left alone.
 TEST(XFileRewrite, CreateNewNeverTakesAnExistingName) {
   TempDir dir;
-  const std::u16string victim = dir / u"victim.txt";
-  const std::u16string taken = dir / u"taken.tmp";
+  const std::u16string victim = dir / u"victim.txt", taken = dir / u"taken.tmp";
   WriteBytes(victim, "victim");
   WriteBytes(taken, "taken");
   XFile file;
@@ -340,66 +308,47 @@ TEST(XFileSharing, ShareModesDecideWhoElseMayOpen) {
   TempDir dir;
   const std::u16string name = dir / u"shared.wav";
   WriteBytes(name, "data");
-  const struct {
-    std::uint32_t holderShare;
-    std::uint32_t openerShare;
-    bool opens;
-  } cases[] = {
-      {3, 3, true},
-      {0, 3, false},
-      {3, 0, false},
-      {0, 0, false},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(testing::Message() << "holder shares " << c.holderShare << ", opener shares " << c.openerShare);
-    XFile holder;
-    holder.SetShareMode(c.holderShare);
-    ASSERT_TRUE(holder.OpenRead(name));
-    XFile opener;
-    opener.SetShareMode(c.openerShare);
-    const auto start = Clock::now();
-    EXPECT_EQ(opener.OpenUpdate(name), c.opens);
-    EXPECT_LT(Clock::now() - start, 1s);
-    EXPECT_EQ(opener.LastError(), c.opens ? 0u : kErrorSharingViolation);
-    opener.Close();
-    holder.Close();
-    // Once the holder is gone anybody may open it.
-    EXPECT_TRUE(opener.OpenUpdate(name)) << opener.LastError();
-  }
+  for (const std::uint32_t holderShare : {3u, 0u})
+    for (const std::uint32_t openerShare : {3u, 0u}) {
+      SCOPED_TRACE(testing::Message() << "holder shares " << holderShare << ", opener shares " << openerShare);
+      const bool opens = holderShare == 3 && openerShare == 3;
+      XFile holder, opener;
+      holder.SetShareMode(holderShare);
+      ASSERT_TRUE(holder.OpenRead(name));
+      opener.SetShareMode(openerShare);
+      const auto start = Clock::now();
+      EXPECT_EQ(opener.OpenUpdate(name), opens);
+      EXPECT_LT(Clock::now() - start, 1s);
+      EXPECT_EQ(opener.LastError(), opens ? 0u : kErrorSharingViolation);
+      opener.Close();
+      holder.Close();
+      // Once the holder is gone anybody may open it.
+      EXPECT_TRUE(opener.OpenUpdate(name)) << opener.LastError();
+    }
 }
 
-TEST(XFileSharing, FileHeldByAnotherProgramOpensOnceReleased) {
+// Media opens wait for a holder that shares nothing to let go; plain opens fail at once.
+TEST(XFileSharing, HeldFileOpensForMediaOnceReleased) {
   TempDir dir;
   const std::u16string name = dir / u"held.wav";
-  const fs::path marker = fs::path(name + u".held");
-  const struct {
-    const char* name;
-    std::function<bool(XFile&, std::u16string_view)> open;
-  } opens[] = {
-      {"OpenReadMedia", [](XFile& f, std::u16string_view p) { return f.OpenReadMedia(p); }},
-      {"OpenUpdateMedia", [](XFile& f, std::u16string_view p) { return f.OpenUpdateMedia(p); }},
-  };
-  for (const auto& o : opens) {
-    SCOPED_TRACE(o.name);
-    WriteBytes(name, "audio");
-    fs::remove(marker);
-    FileHolder holder;
-    ASSERT_TRUE(holder.Start(fs::path(name), 1500));
-    const auto deadline = Clock::now() + 30s;
-    while (!fs::exists(marker) && Clock::now() < deadline) std::this_thread::sleep_for(10ms);
-    ASSERT_TRUE(fs::exists(marker)) << "the holder never got the file";
-
-    XFile plain;
+  WriteBytes(name, "audio");
+  for (const auto& [label, open] : kMediaOpens) {
+    SCOPED_TRACE(label);
+    XFile holder, plain, file;
+    holder.SetShareMode(0);
+    ASSERT_TRUE(holder.OpenUpdate(name));
+    std::thread release([&] {
+      std::this_thread::sleep_for(1500ms);
+      holder.Close();
+    });
     EXPECT_FALSE(plain.OpenRead(name));
     EXPECT_EQ(plain.LastError(), kErrorSharingViolation);
-
-    XFile file;
     const auto start = Clock::now();
-    ASSERT_TRUE(o.open(file, name)) << file.LastError();
+    EXPECT_TRUE(open(file, name)) << file.LastError();
     EXPECT_GE(Clock::now() - start, 1s);
     char got[8] = {};
     EXPECT_EQ(file.Read(got, 8), 5);
     EXPECT_EQ(std::string(got, 5), "audio");
-    EXPECT_EQ(holder.Wait(), 0);
+    release.join();
   }
 }

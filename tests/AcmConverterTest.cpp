@@ -85,6 +85,7 @@ TEST(AcmConverter, CodecIsOfferedWholeBlocksAndTheRestWaits) {
     std::vector<std::size_t> reads;
     std::uint32_t shortBy;  // bytes the codec leaves unused of each call but the last
     std::vector<std::uint32_t> offered;
+    bool mulaw = false;  // mono G.711: blocks of one byte
   } cases[] = {
       // The last read is 10 blocks and a part block: the final call takes it all.
       {"reads of 64 blocks",
@@ -95,30 +96,32 @@ TEST(AcmConverter, CodecIsOfferedWholeBlocksAndTheRestWaits) {
       // offered (one held back), 100 back again. Then all 1224 + 4096.
       {"input left unused is offered again first", {4096, 4096, 4096}, 100, {3072, 4096, 5320}},
       {"a read shorter than a block", {500, 2048, 1024}, 0, {1024, 2548}},
+      // A file of one sample: its byte is the whole final call.
+      {"one byte of mono G.711", {1}, 0, {1}, true},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.label);
     FakeCodec codec;
     codec.shortBy = c.shortBy;
     ACMDecoder converter(OpenerFor(codec));
-    ASSERT_TRUE(converter.CreateNewConverter(Ima()));
+    const WFX format = c.mulaw ? FormatOf(FormatEx(7, 1, 8000, 8000, 1, 8, {})) : Ima();
+    ASSERT_TRUE(converter.CreateNewConverter(format));
     AudioBuffer input;
-    input.format.Assign(Ima());
+    input.format.Assign(format);
     Bytes all, out;
     for (std::size_t i = 0; i < c.reads.size(); ++i) {
       const Bytes read = Noise(c.reads[i], std::uint32_t(i + 1));
       all = all + read;
       Feed(converter, input, read, i + 1 == c.reads.size(), out);
-      if (c.reads[i] < 1024) {
+      if (c.reads[i] < 1024 && !c.mulaw) {
         EXPECT_EQ(converter.CarryOver().pending(), c.reads[i]);
         EXPECT_FALSE(converter.CarryOver().borrowed());
       }
     }
     ASSERT_EQ(codec.calls.size(), c.offered.size());
     for (std::size_t i = 0; i < c.offered.size(); ++i) {
-      const unsigned flags = i + 1 == c.offered.size() ? kAcmConvertEnd
-                             : i == 0                  ? kAcmConvertStart | kAcmConvertBlockAlign
-                                                       : kAcmConvertBlockAlign;
+      const unsigned flags =
+          (i == 0 ? kAcmConvertStart : 0u) | (i + 1 == c.offered.size() ? kAcmConvertEnd : kAcmConvertBlockAlign);
       EXPECT_EQ(codec.calls[i].offered, c.offered[i]) << "call " << i;
       EXPECT_EQ(codec.calls[i].flags, flags) << "call " << i;
     }

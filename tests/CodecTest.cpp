@@ -100,6 +100,24 @@ TEST(Codec, AdpcmBlocksDecodeToTheInstalledCodecsRounding) {
   // A damaged step index past the table decodes as the last step.
   EXPECT_EQ(DecodeBlocks(*ima, {0, 0, 200, 0, 0x08, 0x13, 0x57, 0x9B}),
             DecodeBlocks(*ima, {0, 0, 88, 0, 0x08, 0x13, 0x57, 0x9B}));
+
+  // Beyond two channels, headers come field by field and nibbles sample by
+  // sample: each channel decodes as its own mono block would.
+  const Bytes mono[3] = {{0, 16, 0, 100, 0, 50, 0, 0x1F, 0x70},
+                         {1, 20, 0, 0x10, 0, 0xF0, 0xFF, 0x9A, 0x35},
+                         {4, 40, 1, 7, 0, 9, 0, 0xC2, 0x6E}};
+  Bytes three;
+  for (const std::size_t field : {0, 1, 3, 5})  // predictor, delta, sample 1, sample 2
+    for (const Bytes& m : mono)
+      three.insert(three.end(), m.begin() + long(field), m.begin() + long(field ? field + 2 : 1));
+  auto nibble = [&](std::size_t i) { return (mono[i % 3][7 + i / 6] >> (i / 3 % 2 ? 0 : 4)) & 0x0F; };
+  for (std::size_t i = 0; i < 12; i += 2) three.push_back(std::uint8_t(nibble(i) << 4 | nibble(i + 1)));
+  const auto ms3 = MakeMsAdpcmDecoder(FormatOf(FormatEx(2, 3, 8000, 12000, 27, 4, MsAdpcmExtra(6))), Pcm(3, 8000, 16));
+  ASSERT_NE(ms3, nullptr);
+  std::vector<int> interleaved;
+  for (std::size_t k = 0; k < 6; ++k)
+    for (const Bytes& m : mono) interleaved.push_back(DecodeBlocks(*ms, m)[k]);
+  EXPECT_EQ(DecodeBlocks(*ms3, three), interleaved);
 }
 
 TEST(Codec, PairsNoDecoderServesAreRefused) {

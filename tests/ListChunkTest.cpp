@@ -163,6 +163,8 @@ TEST(ListChunkRead, WellFormedUtf8IsReadAsUtf8) {
     EXPECT_EQ(Texts(Decode(List({Sub("INAM", c.text), Sub("IXYZ", c.text)}), true, cap)),
               u"Title=" + c.value + u"; WAVELIST-IXYZ=" + c.value);
   }
+  // The way back joins a surrogate pair by its own two units, whatever follows them.
+  EXPECT_EQ(WideToUtf8(u"\U0001F3B5\uFF21"), "\xF0\x9F\x8E\xB5\xEF\xBC\xA1");
 }
 
 TEST(ListChunkWrite, SubChunksHaveEvenSizesAndMappedIdentifiers) {

@@ -168,6 +168,29 @@ TEST_F(TagWrite, AGrownListLeavesPaddingBehindIt) {
   EXPECT_EQ(ReadChunks(file).Ids(), (Ids{"fmt ", "data", "cue ", "LIST", "JUNK", "id3 "}));
 }
 
+// Tag chunks that open the file, before 'fmt ', are the ones rewritten: no
+// second list, and no stale tag left in front to be read first.
+TEST_F(TagWrite, TagChunksBeforeTheFormatAreTheOnesRewritten) {
+  const Bytes layouts[] = {
+      WavBuilder().Chunk("LIST", InfoList({{"INAM", "Old"}})).Fmt(PcmFormat(1, 2, 44100, 16)).Data(kAudio).Build(),
+      WavBuilder()
+          .Chunk("id3 ", Id3v23Tag({{"TIT2", "Old"}}))
+          .Fmt(PcmFormat(1, 2, 44100, 16))
+          .Data(kAudio)
+          .Chunk("ID3 ", Id3v23Tag({{"TIT2", "Older"}}))
+          .Build()};
+  for (const Bytes& layout : layouts) {
+    SCOPED_TRACE(&layout - layouts);
+    const auto file = Make(layout);
+    ASSERT_EQ(Write(file, {{u"Title", u"New", {}}}), 1) << cap.TraceUtf8();
+    EXPECT_EQ(Read(file)[u"Title"].first, u"New");
+    const Ids ids = ReadChunks(file).Ids();
+    EXPECT_EQ(std::count(ids.begin(), ids.end(), "LIST"), 1);
+    EXPECT_EQ(std::count_if(ids.begin(), ids.end(), [](const std::string& id) { return id == "id3 " || id == "ID3 "; }),
+              1);
+  }
+}
+
 // Which chunks the settings ask for and where they go: a list before the
 // audio takes padding that is there, or brings its own.
 TEST_F(TagWrite, SettingsPlaceTheChunks) {

@@ -153,6 +153,9 @@ class Editor:
 
     def closed(self, timeout=15):
         if poll(lambda: self.proc.poll() is not None, timeout):
+            # Under load the window can outlive its process a moment: the next
+            # window of the same file must not be mistaken for it.
+            poll(lambda: not find_window(self.title), 5)
             return self.proc.returncode
         self.proc.kill()
         self.proc.wait()

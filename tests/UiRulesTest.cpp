@@ -20,8 +20,8 @@ TEST(UiFieldRules, AcceptedAndRefusedValues) {
       {FieldKind::Number, {"3", "3/12", "12/12", ""}, {"0", "3/", "/12", "13/12", "3/0", "3/12/1", "three", "12345"}},
       {FieldKind::Date,
        {"2004", "2004-05", "2004-05-28", "2004-02-29", "2000-02-29"},
-       {"1900-02-29", "2003-02-29", "2004-04-31", "2004-13", "2004-00", "2004-5", "2004-05-", "04", "2004/05/28",
-        "0000", "2004-05-28T10"}},
+       {"1900-02-29", "2003-02-29", "2004-04-31", "2004-10-32", "2004-13", "2004-00", "2004-5", "2004-05-", "04",
+        "2004/05/28", "0000", "2004-05-28T10"}},
       {FieldKind::Text, {"anything / at all"}, {}},
   };
   for (const auto& row : rows)
@@ -73,6 +73,7 @@ TEST(UiImageInfo, KindAndSizeFromTheHeader) {
       {bytes("BM\0\0\0\0\0\0\0\0\x36\0\0\0\x28\0\0\0\x10\0\0\0\xF8\xFF\xFF\xFF"sv), "BMP", 16, 8},  // top-down
       {bytes("GIF89a\x20\0\x10\0"sv), "GIF", 32, 16},
       {std::vector<std::uint8_t>(png.begin(), png.begin() + 20), "PNG", 0, 0},
+      {std::vector<std::uint8_t>(png.begin(), png.begin() + 8), "PNG", 0, 0},  // the signature alone
       {std::vector<std::uint8_t>(jpeg.begin(), jpeg.begin() + 14), "JPEG", 0, 0},
       {bytes("\xFF\xD8\xFF\xE0\0\x01"sv), "JPEG", 0, 0},
       {{1, 2, 3}, "", 0, 0},

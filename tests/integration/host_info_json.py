@@ -29,7 +29,7 @@ with tempfile.TemporaryDirectory() as work:
             run("sox", "-n", "-r", 48000, "-b", 24, "-c", 2, path, "synth", 1.25, "sine", 440)
         else:
             run("ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", "sine=d=1.25", *args, "-metadata",
-                "title=Json " + name, path)
+                'title=Json "' + name + '\\', path)
         info = json.loads(host("info", path, "--json", check=True).stdout)
         listed = [(cid, len(data)) for cid, data in chunks(path)]
         tag, channels, rate, byte_rate, align, bits = struct.unpack("<HHIIHH", dict(chunks(path))["fmt "][:16])
@@ -48,7 +48,7 @@ with tempfile.TemporaryDirectory() as work:
                 "Wave Format Extensible" if tag == 0xFFFE else "Wave Format PCM" if dict(listed)["fmt "] == 16
                 else "Wave Format Extended"])
         expect(name + " title", [t["values"] for t in info["tags"] if t["name"] == "Title"],
-               [] if args is None else [["Json " + name]])
+               [] if args is None else [['Json "' + name + '\\']])
 
     # Exit status and what a failure says, command by command.
     good = os.path.join(work, "stereo16.wav")

@@ -102,6 +102,10 @@ for command in ("open", "info", "tags"):
 lost = host("decode", SCRIPTED + "/drop-norange/host.wav", "--null")
 expect("lost connection fails", lost.returncode, 1)
 expect("lost connection says", b"Error reading data from file." in lost.stderr, True)
+with tempfile.TemporaryDirectory() as work:
+    cut = host("convert", SCRIPTED + "/drop-norange/host.wav", "-o", os.path.join(work, "out.wav"), "--rate", "48000")
+    expect("a conversion cut short fails", cut.returncode, 1)
+    expect("and leaves no file behind", os.listdir(work), [])
 started = time.monotonic()
 expect("stall fails", host("info", SCRIPTED + "/stall", "--timeout", "1").returncode, 1)
 expect("stall fails in the time given, not the default 30 s", time.monotonic() - started < 10, True)

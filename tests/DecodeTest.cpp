@@ -78,6 +78,7 @@ TEST(Decode, GeneratedLayoutsRangesAndSeeks) {
           << "block " << i << ": " << d.blockSizes[i];
       EXPECT_EQ(d.blockSizes[i] % align, 0u);
       EXPECT_EQ(d.positions[i], before * 1000 / byteRate) << "block " << i;
+      EXPECT_EQ(d.durations[i], std::int64_t(d.blockSizes[i]) * 1000 / byteRate) << "block " << i;
       before += d.blockSizes[i];
     }
     EXPECT_EQ(FormatTag(d.format), wanted ? (extensible ? 0xFFFE : type) : 0);

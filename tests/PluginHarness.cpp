@@ -40,6 +40,7 @@ Decoded DecodeFile(Plugin& p, const std::u16string& name, const TraceContext& co
         d.audio.insert(d.audio.end(), block.Data, block.Data + block.DataBytes);
         d.blockSizes.push_back(block.DataBytes);
         d.positions.push_back(block.PositionMs);
+        d.durations.push_back(block.DurationMs);
         std::copy(std::begin(block.Format), std::end(block.Format), d.format);
       }
       if (block.LastBlock) break;

@@ -21,7 +21,7 @@ struct Decoded {
   OpenRecord record{};
   Bytes audio;
   std::vector<std::uint32_t> blockSizes;
-  std::vector<std::int64_t> positions;
+  std::vector<std::int64_t> positions, durations;
   std::uint8_t format[40]{};
   bool decodeFailed = false;
   int seekResult = 0;

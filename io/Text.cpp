@@ -130,7 +130,6 @@ std::u16string ToText(std::int64_t value) {
 }
 
 int CompareFolded(std::u16string_view a, std::u16string_view b) {
-  CountFoldedComparison();
   const std::size_t n = a.size() < b.size() ? a.size() : b.size();
   for (std::size_t i = 0; i < n; ++i) {
     const char16_t x = FoldAscii(a[i]), y = FoldAscii(b[i]);

@@ -37,13 +37,6 @@ std::u16string ToTextU(std::uint64_t value);
 constexpr char16_t FoldAscii(char16_t c) { return c >= u'A' && c <= u'Z' ? char16_t(c + 32) : c; }
 // Three-way comparison of two names after ASCII folding.
 int CompareFolded(std::u16string_view a, std::u16string_view b);
-#ifdef WAVE_TEST_SEAMS
-// Called by every CompareFolded in a test build (defined by the tests), so
-// that a test can count how often names are compared and catch a scan per tag.
-void CountFoldedComparison();
-#else
-constexpr void CountFoldedComparison() {}
-#endif
 inline bool EqualsFolded(std::u16string_view a, std::u16string_view b) { return CompareFolded(a, b) == 0; }
 // The same against ASCII text (table names), without widening it first.
 inline bool EqualsFolded(std::u16string_view a, std::string_view ascii) {

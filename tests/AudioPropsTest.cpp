@@ -35,34 +35,6 @@ std::u16string Line(const Lines& lines, std::u16string_view name) {
 
 }  // namespace
 
-TEST(AudioProps, FullListForATaggedPcmFile) {
-  Bytes bext(602, 0);
-  bext[346] = 1;
-  std::u16string trace;
-  const Lines lines =
-      Properties(WavBuilder()
-                     .Fmt(PcmFormat(1, 2, 44100, 16))
-                     .Chunk("LIST", {'I', 'N', 'F', 'O', 'I', 'N', 'A', 'M', 4, 0, 0, 0, 'a', 'b', 'c', 0})
-                     .Chunk("bext", bext)
-                     .Data(Bytes(1234569, 0))
-                     .Build(),
-                 &trace);
-  const Lines expected = {
-      {u"Audio Quality", u"CD (Lossless)"},
-      {u"Encoder Settings", u"PCM"},
-      {u"Wave Header", u"Wave Format PCM"},
-      {u"Channel Mapping", u"Left, Right"},
-      {u"Sample Count", u"308,642"},
-      {u"Riff Chunks", u"'fmt ' 16 bytes,  'LIST' 16 bytes,  'bext' 602 bytes,  'data' 1,234,569 bytes"},
-      {u"ID Tag", u"LIST & BEXT v1"},
-      {u"Contains", u"ID Tag [LIST & BEXT v1]"},
-      {u"Gapless", u"Yes"},
-  };
-  EXPECT_EQ(lines, expected);
-  EXPECT_TRUE(Contains(trace, u"\tAudio Quality: CD (Lossless)\r\n")) << WideToUtf8(trace);
-  EXPECT_TRUE(Contains(trace, u"\tGapless: Yes\r\n"));
-}
-
 // Quality and channel texts are the AudioText tables' concern; here, which header kind, gapless answer and sample
 // count each form gets.
 TEST(AudioProps, HeaderKindsGaplessAndSampleCount) {

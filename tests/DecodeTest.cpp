@@ -86,60 +86,6 @@ TEST(Decode, GeneratedLayoutsRangesAndSeeks) {
   }
 }
 
-TEST(Decode, BitRateWrapsInItsThirtyTwoBits) {
-  TempDir dir;
-  const struct {
-    Bytes fmt;
-    std::uint32_t bitRate;
-    const char16_t* kbps;
-  } cases[] = {
-      {FormatEx(0x2222, 2, 44100, 0x1FFFFFFF, 4, 16, {}), 0xFFFFFFF8u, u"4294967 kbps"},
-      {FormatEx(0x2222, 2, 44100, 0x20000001, 4, 16, {}), 8u, u"0 kbps"},
-      // A 'fmt ' chunk filled with text, as some writers leave it: the byte rate reads "wave".
-      {Bytes{'H', 'e', 'l', 'l', 'o', ' ', 'b', 'y', 'w', 'a', 'v', 'e', ' ', 't', 'e', 'x'}, 0x2BB30BB8u,
-       u"733154 kbps"},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(WideToUtf8(c.kbps));
-    dir.Write("b.wav", WavBuilder().Fmt(c.fmt).Data(Bytes(4000, 0)).Build());
-    TraceCapture cap;
-    const Decoded d = DecodeFile(dir.File("b.wav"), cap.context(), 0, -1, kOpenAudioInfo);
-    ASSERT_EQ(d.openResult, 1) << cap.TraceUtf8();
-    EXPECT_EQ(Value(d.record.BitRate), c.bitRate);
-    EXPECT_TRUE(Contains(cap.Trace(), std::u16string(u" bytes  ") + c.kbps + u"\r\n")) << cap.TraceUtf8();
-  }
-}
-
-TEST(Decode, FormatsThatCannotBeDecoded) {
-  auto withFmt = [](Bytes fmt) { return WavBuilder().Fmt(std::move(fmt)).Data(Bytes(4096, 0)).Build(); };
-  struct Case {
-    std::string name;
-    Bytes file;
-    std::u16string error;
-  } cases[] = {
-      {"12-bit", withFmt(PcmFormat(1, 2, 44100, 12)),
-       u"*** Error: Invalid bit depth value.  [clWaveDecoder_Wave::PrepareToDecodeAudio]"},
-      {"no channels", withFmt(FormatEx(1, 0, 44100, 0, 0, 12, {})),
-       u"*** Error: Invalid channel count.  [clWaveDecoder_Wave::PrepareToDecodeAudio]"},
-      {"13-byte fmt", withFmt(Bytes(13, 1)),
-       u"*** Error: Error 'fmt ' chunk is a bad size.  [clWaveDecoder_Wave::PullOutFMTnDATA]"},
-      {"no decoder", withFmt(FormatEx(352, 2, 44100, 16000, 2048, 0, {})),
-       u"*** Error: Error Cannot Create Wave Decoder (Microsoft Audio1 (ACM decoder not installed))  "
-       u"[clWaveDecoder_Wave::PrepareToDecodeAudio]"},
-      {"no fmt", WavBuilder().Data(Bytes(16, 0)).Build(),
-       u"*** Error: Error cannot find 'fmt ' chunk.  [clWaveDecoder_Wave::PullOutFMTnDATA]\r\n"},
-      {"no data", WavBuilder().Fmt(PcmFormat(1, 2, 44100, 16)).Build(),
-       u"*** Error: Error cannot find 'data' chunk.  [clWaveDecoder_Wave::PullOutFMTnDATA]\r\n"},
-  };
-  TempDir dir;
-  for (const auto& c : cases) {
-    dir.Write("x.wav", c.file);
-    TraceCapture cap;
-    EXPECT_EQ(DecodeFile(dir.File("x.wav"), cap.context()).openResult, 0) << c.name;
-    EXPECT_TRUE(Contains(cap.Trace(), c.error)) << c.name << "\n" << cap.TraceUtf8();
-  }
-}
-
 TEST(Decode, ChunkOrderFactAndDamage) {
   TempDir dir;
   // Two 'data' chunks: the first in the list is decoded.
@@ -179,54 +125,4 @@ TEST(Decode, ChunkOrderFactAndDamage) {
   EXPECT_EQ(cap.Errors(), u"Error reading data from file.  [clWaveDecoder_Wave::ReadDataBlock]\r\n");
   p.Close(d, 0);
   p.Destroy(d);
-}
-
-TEST(Decode, TraceQuotesBothFormats) {
-  TempDir dir;
-  dir.Write("t.wav", WavBuilder().Fmt(ExtensibleFormat(3, 2, 48000, 32, 3)).Data(Bytes(800, 0)).Build());
-  TraceCapture cap;
-  const Decoded d = DecodeFile(dir.File("t.wav"), cap.context());
-  ASSERT_EQ(d.openResult, 1);
-  EXPECT_EQ(d.format[16] | d.format[17] << 8, 22);
-  const std::u16string wfx =
-      u"Format Tag: 65534 Channels: 2 Bits per Sample: 32 Samples Per Second: 48000 Bytes Per Second: 384000 Block "
-      u"Align: 8 CB Size: 22 Extensible Sub-Format: 3";
-  EXPECT_TRUE(Contains(cap.Trace(), u"Compressed WFX (on file): " + wfx + u"\r\n")) << cap.TraceUtf8();
-  EXPECT_TRUE(Contains(cap.Trace(), u"Uncompressed WFX (sent to qv): " + wfx + u"\r\n"));
-  for (const char16_t* line : {u"Finding 'fmt ' chunk.\r\n", u"Finding 'data' chunk.\r\n",
-                               u"Assigning 'fmt ' chunk to WFX\r\n", u"Calling ACMDecoder.CreateNewConverter\r\n",
-                               u"Setting Position in File\r\n", u"Preparing to Decode\r\n", u"Prepared Decoding\r\n"})
-    EXPECT_TRUE(Contains(cap.Trace(), line)) << WideToUtf8(line);
-}
-
-// Files above 4 GiB: sizes come from 'ds64'. The file is sparse, so the test
-// costs neither disk nor time.
-TEST(Decode, RF64AboveFourGigabytes) {
-  const std::uint64_t dataSize = 5ull << 30;
-  const Bytes head = WavBuilder()
-                         .RF64(dataSize, dataSize / 4)
-                         .Fmt(PcmFormat(1, 2, 48000, 16))
-                         .Chunk({"data", {}, 0xFFFFFFFFu, true})
-                         .Build();
-  TempDir dir;
-  const auto path = dir.Write("big.wav", head);
-  const std::uint64_t dataStart = head.size();
-  std::filesystem::resize_file(path, dataStart + dataSize);
-  const Bytes tail = Noise(4096, 9);
-  {
-    std::fstream out(path, std::ios::binary | std::ios::in | std::ios::out);
-    out.seekp(std::streamoff(dataStart + dataSize - tail.size()));
-    out.write(reinterpret_cast<const char*>(tail.data()), std::streamsize(tail.size()));
-  }
-  TraceCapture cap;
-  const Decoded d =
-      DecodeFile(path.u16string(), cap.context(), 0, -1, kOpenPrepareDecode, std::int64_t(dataSize / 4 - 1024));
-  ASSERT_EQ(d.openResult, 1) << cap.TraceUtf8();
-  EXPECT_EQ(Value(d.record.DataBytes), std::int64_t(dataSize));
-  EXPECT_EQ(Value(d.record.LengthMs), std::int64_t(dataSize * 1000 / 192000));
-  EXPECT_EQ(d.seekResult, 1);
-  EXPECT_EQ(d.calls, 1);  // the one block is the last
-  EXPECT_EQ(d.audio, tail);
-  EXPECT_EQ(d.positions, std::vector<std::int64_t>{std::int64_t((dataSize - 4096) * 1000 / 192000)});
-  EXPECT_TRUE(cap.NoErrors()) << cap.TraceUtf8();
 }

@@ -18,8 +18,6 @@ struct FileChunk {
 
 struct FileChunks {
   bool scanned = false;
-  bool rf64 = false;
-  std::uint64_t ds64Data = 0;
   std::vector<FileChunk> chunks;
 
   std::vector<std::string> Ids() const {
@@ -40,8 +38,6 @@ inline FileChunks ReadChunks(const std::filesystem::path& file) {
   clRIFFHandler riff;
   if (!riff.OpenRead(file.u16string())) return r;
   r.scanned = riff.Initialize(riff.handle(), TraceContext{});
-  r.rf64 = riff.IsRF64();
-  r.ds64Data = riff.Ds64DataSize();
   for (std::size_t i = 0; i < riff.ChunkCount(); ++i) {
     const RIFFChunkInfo& c = riff.Chunk(i);
     FileChunk chunk;

@@ -125,22 +125,6 @@ Result Read(const Bytes& tag, const ID3v2ReadOptions& options = {}) {
 
 }  // namespace
 
-TEST(Id3v2Reader, VersionsGiveTitleArtistTagVersionAndDeclaredSize) {
-  for (const int major : {2, 3, 4}) {
-    SCOPED_TRACE(major);
-    const Bytes tag = Tag(major,
-                          Cat({Frame(major, major == 2 ? "TT2" : "TIT2", Text("Song")),
-                               Frame(major, major == 2 ? "TP1" : "TPE1", Text("Band"))}),
-                          0, 100);
-    const Result r = Read(tag, {.reportVersion = true});
-    ASSERT_FALSE(r.failed);
-    EXPECT_EQ(r.size, std::int64_t(tag.size()));
-    EXPECT_EQ(Texts(r.list),
-              u"TagVersion=ID3v2." + std::u16string(1, char16_t(u'0' + major)) + u"; Artist=Band; Title=Song");
-    EXPECT_EQ(Texts(Read(tag).list), u"Artist=Band; Title=Song");
-  }
-}
-
 // One frame, one tag, one text to compare: what each frame gives, whatever its version, encoding or flags.
 TEST(Id3v2Reader, FramesGiveTheirEntries) {
   const std::u16string text = u"Caf\u00e9 \u266b \U0001F3B5";
@@ -270,98 +254,6 @@ TEST(Id3v2Reader, FramesGiveTheirEntries) {
   // An extended header larger than the tag leaves nothing to trust.
   EXPECT_TRUE(Read(Tag(3, Cat({{0, 0, 1, 0}, title}), 0x40)).failed);
   EXPECT_TRUE(Read(Tag(4, Cat({{0, 0, 0, 2, 1, 0}, title4}), 0x40)).failed);
-}
-
-TEST(Id3v2Reader, PicturesAndCdTocFollowTheTextEntries) {
-  const std::string jpeg = "\xFF\xD8\xFF\xE0\1\2\3", png = "\x89PNG\0\0"s;
-  const Result r = Read(Tag(3, Cat({
-                                   Frame(3, "APIC", B("\0image/jpeg\0\3Sleeve\0"s + jpeg)),
-                                   Frame(3, "TIT2", Text("Song")),
-                                   Frame(3, "MCDI", {1, 2, 3, 4}),
-                                   Frame(3, "APIC", B("\1image/png\0\0\xFF\xFE\0\0"s + png)),
-                                   Frame(3, "MCDI", {9}),
-                                   Frame(3, "APIC", B("\0image/png\0\3no image\0"s)),
-                               })));
-  EXPECT_EQ(Dump(r.list), "Title=Song[]\n_albumart_1_Front Album Cover<subdesc>Sleeve=[" + jpeg +
-                              "]\n_albumart_2_Undefined=[" + png + "]\n_cdtoc=[\1\2\3\4]\n");
-  EXPECT_FALSE(r.storageTaken);
-
-  // A picture that fills most of its tag takes the tag's storage over, after the pictures before it were
-  // copied out of it; an unsynchronised tag was undone into memory of its own and is copied from there.
-  const std::string cover = png + std::string(4000, '\xAB');
-  const Bytes frames = Cat({Frame(3, "TIT2", Text("Song")), Frame(3, "APIC", B("\0image/jpeg\0\4\0"s + jpeg)),
-                            Frame(3, "APIC", B("\0image/png\0\3\0"s + cover))});
-  for (const bool unsynchronised : {false, true}) {
-    const Result big = Read(unsynchronised ? Tag(3, Unsync(frames), 0x80) : Tag(3, frames));
-    EXPECT_EQ(big.storageTaken, !unsynchronised);
-    EXPECT_EQ(Dump(big.list), "Title=Song[]\n_albumart_1_Back Album Cover=[" + jpeg +
-                                  "]\n_albumart_2_Front Album Cover=[" + cover + "]\n");
-  }
-  EXPECT_EQ(Dump(Read(Tag(2, Frame(2, "PIC", B("\0PNG\4back\0"s + png)))).list),
-            "_albumart_1_Back Album Cover<subdesc>back=[" + png + "]\n");
-}
-
-TEST(Id3v2Reader, V24FramesWithPlainSizesAreRead) {
-  const Bytes title = Cat({{1, 0xFF, 0xFE}, Utf16(std::u16string(150, u'a'), false)});
-  const Bytes album = Text("Album");
-  const Bytes picture = B("\0image/png\0\3\0"s + std::string(300, 'Z'));
-  const Bytes tags[] = {
-      // Synchsafe or plain sizes, followed by a frame or by padding.
-      Tag(4, Cat({Frame(4, "TIT2", title), Frame(4, "TALB", album), Frame(4, "APIC", picture)})),
-      Tag(4, Cat({Frame(4, "TALB", album), Frame(4, "TIT2", title), Frame(4, "APIC", picture)}), 0, 1024),
-      Tag(4, Cat({Frame(4, "TIT2", title, 0, true), Frame(4, "TALB", album), Frame(4, "APIC", picture, 0, true)})),
-      Tag(4, Cat({Frame(4, "TALB", album), Frame(4, "TIT2", title, 0, true), Frame(4, "APIC", picture, 0, true)}), 0,
-          20),
-  };
-  for (const Bytes& tag : tags) {
-    EXPECT_EQ(Dump(Read(tag).list), "Album=Album[]\nTitle=" + std::string(150, 'a') +
-                                        "[]\n_albumart_1_Front Album Cover=[" + std::string(300, 'Z') + "]\n");
-  }
-}
-
-TEST(Id3v2Reader, MalformedHeadersThrowAndLeaveTheListAlone) {
-  const Bytes good = One(3, "TIT2", Text("Song"));
-  auto with = [&](std::size_t at, std::uint8_t value) {
-    Bytes tag = good;
-    tag[at] = value;
-    return tag;
-  };
-  // Empty, nine bytes, wrong magic, versions 1 and 5, revision 255, a size that is not synchsafe.
-  const Bytes tags[] = {
-      {}, Bytes(good.begin(), good.begin() + 9), with(0, 'X'), with(3, 1), with(3, 5), with(4, 0xFF), with(9, 0x80)};
-  for (const Bytes& tag : tags) {
-    TagList list;
-    list.AddTag(u"Existing", u"1");
-    EXPECT_THROW(ReadID3v2(tag, list, {.reportVersion = true}), id3parser::parseError);
-    EXPECT_EQ(Texts(list), u"Existing=1");
-  }
-  EXPECT_STREQ(id3parser::parseError().what(), "ID3v2 parse error");
-  EXPECT_STREQ(id3parser::notSeekableError().what(), "Not seekable");
-}
-
-TEST(Id3v2Reader, TruncatedTagsGiveASubsetAndTheDeclaredSize) {
-  const Bytes tag =
-      Tag(4,
-          Cat({Frame(4, "TIT2", Text("Song")), Frame(4, "TPE1", Text("A\0B"s)),
-               Frame(4, "APIC", Cat({B("\0image/png\0\3\0"s), Bytes(20, 7)})),
-               Frame(4, "TXXX", Cat({{1, 0xFF, 0xFE}, Utf16(u"k", false), {0, 0, 0xFF, 0xFE}, Utf16(u"v", false)}))}),
-          0x10);
-  Result full = Read(Cat({tag, B("3DI"), Bytes(7, 0)}));
-  ASSERT_EQ(full.list.size(), 4u);
-  EXPECT_EQ(full.size, std::int64_t(tag.size() + 10));
-  for (std::size_t n = 0; n < tag.size(); ++n) {
-    SCOPED_TRACE(n);
-    const Result r = Read(Bytes(tag.begin(), tag.begin() + std::ptrdiff_t(n)));
-    EXPECT_EQ(r.failed, n < 10);
-    if (r.failed) continue;
-    EXPECT_EQ(r.size, full.size);
-    for (std::size_t i = 0; i < r.list.size(); ++i) {
-      const TagEntry* whole = full.list.FindTag(r.list[i].name);
-      ASSERT_NE(whole, nullptr);
-      EXPECT_EQ(whole->value, r.list[i].value);
-      EXPECT_EQ(whole->data, r.list[i].data);
-    }
-  }
 }
 
 // Tags written by an independent implementation (see data/make_id3_samples.py).

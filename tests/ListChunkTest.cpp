@@ -42,13 +42,6 @@ Bytes List(std::initializer_list<Bytes> subs, std::string_view type = "INFO") {
   return out;
 }
 
-// A sub-chunk as the writer makes it: the text, its terminator, a second zero to an even size.
-Bytes Written(std::string_view id, std::string text) {
-  text.push_back('\0');
-  if (text.size() % 2) text.push_back('\0');
-  return Sub(id, text);
-}
-
 TagList Decode(const Bytes& payload, bool expected, TraceCapture& cap) {
   TagList dest;
   clRIFFLISTChunk chunk;
@@ -116,22 +109,6 @@ TEST(ListChunkRead, DecodesInfoSubChunks) {
   }
 }
 
-TEST(ListChunkRead, TraceOfADecodedList) {
-  trace_testing::ResetIndentation();
-  TraceCapture cap;
-  TagList dest;
-  clRIFFLISTChunk chunk;
-  EXPECT_TRUE(chunk.InitFrom(List({Sub("INAM", "a"), B("IART\x63\0\0\0"s)}), dest, cap.context(), 0));
-  EXPECT_EQ(cap.Trace(), u"->->  [clRIFFLISTChunk::InitFrom]\r\n  Found Correct INFO ID, decoding LIST chunk:\r\n" +
-                             kCorrupted + u"\r\n<-<-  [clRIFFLISTChunk::InitFrom]\r\n");
-  EXPECT_EQ(cap.Information(), u"Error LIST sub chunk is corrupted  [clRIFFLISTChunk::InitFrom]\r\n");
-
-  // A second decode starts its own list afresh.
-  EXPECT_TRUE(chunk.InitFrom(List({Sub("ICMT", "c")}), dest, cap.context(), 0));
-  EXPECT_EQ(Texts(chunk.Tags()), u"Comment=c");
-  EXPECT_EQ(dest.size(), 2u);
-}
-
 // UTF-8 is taken only when every byte fits it and one sequence is longer than a byte.
 TEST(ListChunkRead, WellFormedUtf8IsReadAsUtf8) {
   trace_testing::ResetIndentation();
@@ -165,98 +142,4 @@ TEST(ListChunkRead, WellFormedUtf8IsReadAsUtf8) {
   }
   // The way back joins a surrogate pair by its own two units, whatever follows them.
   EXPECT_EQ(WideToUtf8(u"\U0001F3B5\uFF21"), "\xF0\x9F\x8E\xB5\xEF\xBC\xA1");
-}
-
-TEST(ListChunkWrite, SubChunksHaveEvenSizesAndMappedIdentifiers) {
-  trace_testing::ResetIndentation();
-  struct Case {
-    std::u16string tags;
-    Bytes payload;
-    int trackOption = 0;
-    int albumOption = 0;
-  };
-  const std::vector<Case> cases = {
-      // Odd text gets one zero, even text two.
-      {u"Title=abc", B("INFOINAM\x04\0\0\0abc\0"s)},
-      {u"Title=ab", B("INFOINAM\x04\0\0\0ab\0\0"s)},
-      {u"ARTIST=x; Encoded By=y", List({Written("IART", "x"), Written("ISFT", "y")})},
-      {u"Track=7", List({Written("ITRK", "7")})},
-      {u"track=7", List({Written("TRCK", "7")}), 1},
-      {u"track=7", List({Written("itrk", "7")}), 2},
-      {u"track=7", List({Written("itrk", "7")}), 5},
-      {u"Album=A; ISRC=I", List({Written("IPRD", "A"), Written("ISRC", "I")})},
-      {u"Album=A; ISRC=I", List({Written("ISRC", "A"), Written("ISRC", "I")}), 0, 1},
-      {u"wavelist-IXYZ=abc", List({Written("IXYZ", "abc")})},
-      {u"WAVELIST-IXYZW=abc", {}},
-      {u"WAVELIST-IXY=abc", {}},
-      {u"Comment=", {}},
-      {u"Product=p; Composer=c; Year =y", {}},  // names outside the table
-      {u"Title=a\u4E2D", List({Written("INAM", "a?")})},
-      {u"Title=\u00E9\u20AC", List({Written("INAM", "\xE9\x80")})},
-      {u"year=1999; Copyright=c; DPI=72", List({Written("ICRD", "1999"), Written("ICOP", "c"), Written("IDPI", "72")})},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(WideToUtf8(c.tags) + " " + std::to_string(c.trackOption) + std::to_string(c.albumOption));
-    TraceCapture cap;
-    Bytes out = {0xEE};
-    EXPECT_TRUE(clRIFFLISTChunk::TagsToLIST(out, TagsFrom(c.tags), cap.context(), c.trackOption, c.albumOption));
-    EXPECT_EQ(out, c.payload);
-    EXPECT_EQ(cap.Trace(), u"->->  [clRIFFLISTChunk::TagsToLIST]\r\n<-<-  [clRIFFLISTChunk::TagsToLIST]\r\n");
-  }
-}
-
-TEST(ListChunkCdToc, TableOfContentsTravelsAsHexText) {
-  trace_testing::ResetIndentation();
-  // Header (data length, first track 1, last track 2), then tracks 1, 2 and the lead-out.
-  const Bytes twoTracks =
-      B("\x00\x1A\x01\x02"
-        "\x00\x14\x01\x00\x00\x00\x00\x00"
-        "\x00\x14\x02\x00\x00\x00\x4A\x3B"
-        "\x00\x14\xAA\x00\x00\x01\x02\x03"s);
-  EXPECT_EQ(CdTocToText(B("\x00\x0A\x02\x01"s)), u"00 0A 02 01");
-  auto zeroTo = [](Bytes b, std::size_t size) {
-    b.resize(size, 0);
-    return b;
-  };
-  const Bytes inverted = zeroTo(B("\x00\x0A\x05\x01\xAB"s), 12);
-  const struct {
-    std::u16string text;
-    Bytes record;
-  } cases[] = {
-      {CdTocToText(twoTracks), twoTracks},
-      {u"00-1a-01-02 00 14 01 00 00 00 00 00\t00 14 02 00 00 00 4a 3b 00 14 aa 00 00 01 02 03", twoTracks},
-      {CdTocToText(twoTracks) + u" FF FF", twoTracks},  // extra bytes dropped
-      {u"00 1A 01 02 00 14", zeroTo(B("\x00\x1A\x01\x02\x00\x14"s), twoTracks.size())},
-      {u"00 0A 05 01 AB 00 00 00 00 00 00 00 FF FF", inverted},  // first track after the last
-      {u"00 0A 05 01 AB C", inverted},                           // a lone last digit is dropped
-      {u"-- ?? --", {}},
-  };
-  for (const auto& c : cases) EXPECT_EQ(CdTocFromText(c.text), c.record) << WideToUtf8(c.text);
-
-  Bytes big = B("\x00\x00\x01\x78"s);  // tracks 1..120: more than 99 tracks and the lead-out
-  big.resize(CdTocRecordSize(1, 120), 0x11);
-  const struct {
-    Bytes data;
-    Bytes readBack;  // empty when nothing is written
-  } listCases[] = {
-      {twoTracks, twoTracks},
-      {B("\x00\x0A\x02\x01"s), zeroTo(B("\x00\x0A\x02\x01"s), 12)},  // the header alone is enough
-      {B("\x00\x0A\x02"s), {}},
-      {big, zeroTo(Bytes(big.begin(), big.begin() + 804), big.size())},  // at most 804 bytes are written
-  };
-  for (const auto& c : listCases) {
-    SCOPED_TRACE(c.data.size());
-    TraceCapture cap;
-    TagList tags;
-    tags.AddTag(u"_CDTOC", u"", c.data);
-    Bytes payload;
-    ASSERT_TRUE(clRIFFLISTChunk::TagsToLIST(payload, tags, cap.context(), 0, 0));
-    EXPECT_EQ(payload.empty(), c.readBack.empty());
-    if (payload.empty()) continue;
-    const TagList back = Decode(payload, true, cap);
-    ASSERT_EQ(back.size(), 1u);
-    EXPECT_EQ(back[0].name, u"_cdtoc");
-    EXPECT_EQ(back[0].value, u"");
-    EXPECT_EQ(back[0].data, c.readBack);
-  }
 }

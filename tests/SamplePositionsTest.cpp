@@ -20,26 +20,6 @@ Bytes FromWords(std::initializer_list<std::uint32_t> words, std::size_t extra = 
 }
 }  // namespace
 
-TEST(SamplePositions, RescalesAsTheResamplerCountsAndSaturates) {
-  const struct {
-    std::uint64_t position;
-    int in, out;
-    std::uint64_t limit, expected;
-  } cases[] = {
-      {0, 48000, 44100, UINT64_MAX, 0},
-      {1, 44100, 88200, UINT64_MAX, 2},
-      {30011, 48000, 44100, UINT64_MAX, 27573},                   // 27572.6
-      {160, 48000, 44100, UINT64_MAX, 147},                       // exactly 147
-      {1, 3, 2, UINT64_MAX, 1},                                   // 0.67
-      {1, 2000, 1000, UINT64_MAX, 1},                             // a half rounds up
-      {UINT64_MAX, 1000, 768000, UINT64_MAX, UINT64_MAX},         // beyond 64 bits
-      {UINT64_MAX, 768000, 1000, UINT64_MAX, 24019198012642645},  // exact where p x out would overflow
-      {0xFFFFFFFFu, 44100, 48000, UINT32_MAX, UINT32_MAX},
-  };
-  for (const auto& c : cases)
-    EXPECT_EQ(RescalePosition(c.position, c.in, c.out, c.limit), c.expected) << c.position << " " << c.in;
-}
-
 // Every chunk from 48000 to 44100 Hz.
 TEST(SamplePositions, ChunksRescaleOnlyWhatTheyHold) {
   const auto region = [](std::uint32_t length) {  // a label, a region, a region cut short by the end of the list
@@ -75,11 +55,4 @@ TEST(SamplePositions, ChunksRescaleOnlyWhatTheyHold) {
     c.rescale(data, 48000, 44100);
     EXPECT_EQ(data, c.expected) << c.label;
   }
-}
-
-TEST(SamplePositions, TimeReferenceTextThatIsNoCountStays) {
-  EXPECT_EQ(RescaleTimeReference(u"1728000012345", 48000, 44100), u"1587600011342");
-  EXPECT_EQ(RescaleTimeReference(u"18446744073709551615", 768000, 1000), u"24019198012642645");
-  for (const char16_t* text : {u"", u"12a", u"-5", u"18446744073709551616", u" 12"})
-    EXPECT_EQ(RescaleTimeReference(text, 48000, 44100), text);
 }

@@ -51,6 +51,10 @@ Bytes MpegWave(std::uint16_t tag, std::size_t dataBytes) {
 }
 }  // namespace
 
+// A missing or incomplete sibling is not loaded. A late one, answering the third packet with every byte it was given
+// and then each packet, is fed until it answers, and its format (16-bit stereo, 44100 Hz) reaches the host at open.
+// One that never answers still opens with the format the file implies, 16-bit PCM at its rate and channels, and ends
+// at once.
 TEST(SubDecoder, MpegInWaveDecodesThroughTheSibling) {
   // Real encoder output (ffmpeg: 0.6 s of a 1 kHz sine, mono 22050 Hz,
   // 32 kbit/s). The data chunk's last frame lies in a part block, which the
@@ -83,10 +87,6 @@ TEST(SubDecoder, MpegInWaveDecodesThroughTheSibling) {
   }
 }
 
-// A missing or incomplete sibling is not loaded. A late one, answering the third packet with every byte it was given
-// and then each packet, is fed until it answers, and its format (16-bit stereo, 44100 Hz) reaches the host at open.
-// One that never answers still opens with the format the file implies, 16-bit PCM at its rate and channels, and ends
-// at once.
 TEST(SubDecoder, SiblingsAsAnInstallationMayHaveThem) {
   const struct {
     std::string sibling;

@@ -22,11 +22,12 @@ with tempfile.TemporaryDirectory() as work:
             ("mono24", ["-ac", "1", "-ar", "96000", "-c:a", "pcm_s24le"], "DVD (Lossless)", "Center"),
             # ffmpeg writes float with an extensible header (mask 0x3): mask names join with two blanks.
             ("float", ["-ac", "2", "-ar", "44100", "-c:a", "pcm_f32le"], "Perfect (Lossless)", "Left,  Right"),
-            # sox writes an extensible header and a 'fact' chunk; it has no way to write a title.
+            # sox writes an extensible header and a 'fact' chunk; it has no way to write a title. Two whole
+            # seconds, as a length that a second counted off by one would misread.
             ("sox", None, "DVD (Lossless)", "Left,  Right")):
         path = os.path.join(work, name + ".wav")
         if args is None:
-            run("sox", "-n", "-r", 48000, "-b", 24, "-c", 2, path, "synth", 1.25, "sine", 440)
+            run("sox", "-n", "-r", 48000, "-b", 24, "-c", 2, path, "synth", 2, "sine", 440)
         else:
             run("ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", "sine=d=1.25", *args, "-metadata",
                 'title=Json "' + name + '\\', path)
@@ -39,7 +40,8 @@ with tempfile.TemporaryDirectory() as work:
         expect(name + " format", [fmt["channels"], fmt["sampleRate"], fmt["bitsPerSample"], fmt["bytesPerSecond"]],
                [channels, rate, bits, byte_rate])
         expect(name + " sizes", [info[k] for k in ("dataBytes", "lengthMs", "samples", "bitRate", "length")],
-               [whole, whole * 1000 // byte_rate, data_bytes // align, byte_rate * 8, "0:00:01.250"])
+               [whole, whole * 1000 // byte_rate, data_bytes // align, byte_rate * 8,
+                "0:00:01.250" if args else "0:00:02.000"])
         props = info["properties"]
         expect(name + " properties", [props.get(k) for k in ("Sample Count", "Audio Quality", "Channel Mapping",
                                                               "Riff Chunks", "Wave Header")],
@@ -81,5 +83,9 @@ with tempfile.TemporaryDirectory() as work:
         expect(f"exit status of {args}", r.returncode, status)
         if said is not None:
             expect(f"stderr of {args}", r.stderr.decode().splitlines(), said)
+
+    # A range without an end runs to the end of the data: 1.25 s at 48 kHz is 60,000 frames of 4 bytes.
+    r = host("decode", good, "--null", "--range", "1000:", "--stats", check=True)
+    expect("open-ended range", (r.stdout + r.stderr).decode().split(" in ")[0], f"decoded {59000 * 4} bytes")
 
 checks.finish("passed")

@@ -38,6 +38,8 @@ TEST(SamplePositions, ChunksRescaleOnlyWhatTheyHold) {
       {"cue: a count beyond the data stops at the last whole point", RescaleCueChunk,
        FromWords({5, 1, 480, 0, 0, 0, 480}, 20), FromWords({5, 1, 441, 0, 0, 0, 441}, 20)},
       {"cue: shorter than its count field", RescaleCueChunk, Bytes{7, 0}, Bytes{7, 0}},
+      {"cue: no points, whatever follows", RescaleCueChunk, FromWords({0, 1, 480, 0, 0, 0, 480}),
+       FromWords({0, 1, 480, 0, 0, 0, 480})},
       {"smpl: period and loops; the end sample's boundary moves", RescaleSamplerChunk,
        FromWords({0, 0, 20833, 60, 0, 0, 0, 1, 0, 1, 0, 4800, 43199, 0, 0}),
        FromWords({0, 0, 22675, 60, 0, 0, 0, 1, 0, 1, 0, 4410, 39689, 0, 0})},
